@@ -1,0 +1,45 @@
+# conmon_options: what every object file of the project is compiled and linked with.
+
+add_library(conmon_options INTERFACE)
+
+target_compile_options(conmon_options INTERFACE
+  -Werror
+  -Wall -Wextra -Wpedantic
+  -Wshadow -Wconversion -Wsign-conversion
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
+  -Wcast-qual -Wundef -Wimplicit-fallthrough
+  # g++ 12 reports null dereferences inside inlined standard containers that are none.
+  $<$<CXX_COMPILER_ID:Clang>:-Wnull-dereference>
+  $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op -Wduplicated-cond>
+  # A unique symbol pins its library in the process for good; the plug-in must be unloadable.
+  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+
+if(CONMON_SANITIZE)
+  target_compile_options(conmon_options INTERFACE
+    -O1 -fno-omit-frame-pointer
+    -fsanitize=address,undefined -fno-sanitize-recover=all
+    # The instrumented code hides initialisations from g++'s flow analysis.
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+  target_link_options(conmon_options INTERFACE -fsanitize=address,undefined)
+else()
+  target_compile_options(conmon_options INTERFACE
+    -fstack-protector-strong
+    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE>
+    $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+endif()
+
+if(CONMON_SANITIZE OR CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_definitions(conmon_options INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+
+target_link_options(conmon_options INTERFACE
+  -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+
+if(CONMON_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "CONMON_FUZZ needs clang: configure with the preset 'fuzz'")
+  endif()
+  # Coverage in every library; only the fuzz programs themselves link libFuzzer's main (-fsanitize=fuzzer).
+  target_compile_options(conmon_options INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(conmon_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

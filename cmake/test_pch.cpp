@@ -1,0 +1,1 @@
+// Exists so that the tests' shared precompiled header has a target to belong to.
