@@ -1,0 +1,16 @@
+# Sourced. What has to be installed, by Debian package name.
+#
+# fmt is not in the lists: see setup-fmt.sh. Node is not either: any Node from 18 on will do,
+# wherever it came from.
+
+# To build and run the agent, and to walk it.
+run_packages='
+  g++ cmake ninja-build pkgconf
+  libsnmp-dev libssl-dev libboost-dev nlohmann-json3-dev libcli11-dev libyaml-cpp-dev
+  snmp'
+
+# For the tests and checks on top of that.
+test_packages='
+  libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
+  clang clang-format clang-tidy libclang-rt-dev
+  snmpd smitools iproute2 python3'
