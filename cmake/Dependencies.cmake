@@ -15,3 +15,18 @@ find_package(PkgConfig REQUIRED)
 # PkgConfig::NetSnmp: the client library. PkgConfig::NetSnmpAgent: the agent library with it.
 pkg_check_modules(NetSnmp REQUIRED IMPORTED_TARGET netsnmp>=5.9)
 pkg_check_modules(NetSnmpAgent REQUIRED IMPORTED_TARGET netsnmp-agent>=5.9 netsnmp>=5.9)
+
+# An older fmt in /usr/include must never be found first: its headers do not fit the library.
+include(CheckCXXSourceCompiles)
+set(CMAKE_REQUIRED_LIBRARIES fmt::fmt yaml-cpp CLI11::CLI11)
+check_cxx_source_compiles("
+#include <yaml-cpp/yaml.h>
+#include <CLI/CLI.hpp>
+#include <fmt/core.h>
+static_assert(FMT_VERSION >= 100000);
+int main() { return fmt::format(\"{}\", 1).size() == 1 ? 0 : 1; }
+" CONMON_FMT_HEADERS_FIT)
+unset(CMAKE_REQUIRED_LIBRARIES)
+if(NOT CONMON_FMT_HEADERS_FIT)
+  message(FATAL_ERROR "the compiler finds another fmt than version 10; run scripts/setup.sh")
+endif()

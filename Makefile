@@ -1,0 +1,22 @@
+# Short names for the scripts, for who has make. Nothing is decided here.
+
+.PHONY: build run test demo bench clean
+
+build:
+	@scripts/setup.sh run
+	@scripts/build.sh release product
+
+run:
+	@./run
+
+test:
+	@./test
+
+demo:
+	@scripts/demo.sh
+
+bench:
+	@scripts/bench.sh
+
+clean:
+	rm -rf build
