@@ -1,0 +1,91 @@
+#pragma once
+
+#include <utility>
+
+#include "Qiv/HashTable.h"
+#include "Qiv/Publisher.h"
+
+namespace Qiv {
+
+/// A map attribute of an entity. Every insertion, change of a value and deletion moves version()
+/// and then publishes the key, exactly once, synchronously: when the mutator returns, every
+/// subscriber has been told, and each has seen the map as it was after that one change. Walks: see
+/// HashTable. `Value` needs ==; setting an equal value is a no-op.
+template <class Key, class Value>
+class HashMap {
+ public:
+  struct Entry {
+    Key key;
+    Value value;
+  };
+  struct KeyOf {
+    const Key& operator()(const Entry& entry) const { return entry.key; }
+  };
+  using Table = HashTable<Entry, KeyOf>;
+  using const_iterator = typename Table::const_iterator;
+  using key_type = Key;
+  using mapped_type = Value;
+
+  /// The value of `key`, or null. Holds until the next mutation of that key.
+  [[nodiscard]] const Value* find(const Key& key) const {
+    const Entry* entry = table_.find(key);
+    return entry == nullptr ? nullptr : &entry->value;
+  }
+  [[nodiscard]] bool contains(const Key& key) const { return find(key) != nullptr; }
+  [[nodiscard]] std::size_t size() const noexcept { return table_.size(); }
+  [[nodiscard]] bool empty() const noexcept { return table_.empty(); }
+  [[nodiscard]] const_iterator begin() const { return table_.begin(); }
+  [[nodiscard]] const_iterator end() const { return table_.end(); }
+  [[nodiscard]] const_iterator lowerBound(const Key& key) const { return table_.lowerBound(key); }
+  [[nodiscard]] const_iterator upperBound(const Key& key) const { return table_.upperBound(key); }
+
+  /// Moves with every change of the map; 23 bits, wraps.
+  [[nodiscard]] std::uint32_t version() const noexcept { return table_.version(); }
+  /// Where changes are published, by key.
+  [[nodiscard]] Publisher<Key>& changes() const noexcept { return changes_; }
+
+  /// Sets `key` to `value`. True when that changed anything.
+  bool set(const Key& key, Value value) {
+    const auto [entry, made] = table_.findOrEmplace(key, key, value);
+    if (!made) {
+      if (entry->value == value) {
+        return false;
+      }
+      std::swap(entry->value, value);  // The old value lives until the subscribers were told.
+    }
+    changed(key);
+    return true;
+  }
+
+  /// Removes `key`. True when it was there.
+  bool erase(const Key& key) {
+    const auto node = table_.take(key);  // Holds the entry, and perhaps `key`, through the round.
+    if (node == nullptr) {
+      return false;
+    }
+    changed(node->entry.key);
+    return true;
+  }
+
+  /// Removes every entry in iteration order, each published on its own.
+  void clear() {
+    std::uint32_t from = 0;
+    while (const auto node = table_.takeFirst(from)) {
+      changed(node->entry.key);
+    }
+  }
+
+ private:
+  void changed(const Key& key) {
+    table_.versionStep();
+    if (changes_.hasSubscribers()) {
+      const Key kept = key;  // The entry may go in the middle of the round.
+      changes_.publish(kept);
+    }
+  }
+
+  Table table_;
+  mutable Publisher<Key> changes_;
+};
+
+}  // namespace Qiv

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <optional>
+
+namespace Qiv {
+
+template <class T>
+using Optional = std::optional<T>;
+
+}  // namespace Qiv
