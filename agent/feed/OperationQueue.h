@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <variant>
+
+#include "agent/feed/Operation.h"
+
+namespace Agent {
+
+/// The operations that change something; hello and sync are settled by the session itself.
+using Change = std::variant<SetInterface, Put, Remove, RemoveHost, RemoveClient>;
+
+/// Accepted changes of all clients in the order of acceptance, waiting to be applied.
+///
+/// Positions: the n-th change that was ever accepted has position n. Everything a client sent
+/// before some moment is visible once appliedUpTo() has reached the accepted() of that moment.
+class OperationQueue {
+ public:
+  struct Entry {
+    Pomel::String client;
+    Change change;
+  };
+
+  explicit OperationQueue(std::size_t capacity) : capacity_(capacity) {}
+
+  /// Sessions stop taking lines while this holds; that is what bounds the queue.
+  [[nodiscard]] bool full() const noexcept { return waiting_.size() >= capacity_; }
+  /// Never refuses: the agent's own entries, of which there is at most one a client, must not be
+  /// lost to a full queue.
+  void push(Entry entry) {
+    waiting_.push_back(std::move(entry));
+    ++accepted_;
+  }
+
+  [[nodiscard]] bool empty() const noexcept { return waiting_.empty(); }
+  /// Precondition: not empty, and all that was popped before has been applied.
+  [[nodiscard]] Entry pop() {
+    Entry entry = std::move(waiting_.front());
+    waiting_.pop_front();
+    return entry;
+  }
+  /// What was popped last is now visible.
+  void applied() noexcept { ++applied_; }
+
+  [[nodiscard]] std::uint64_t accepted() const noexcept { return accepted_; }
+  [[nodiscard]] std::uint64_t appliedUpTo() const noexcept { return applied_; }
+
+ private:
+  std::size_t capacity_;
+  std::deque<Entry> waiting_;
+  std::uint64_t accepted_ = 0;
+  std::uint64_t applied_ = 0;
+};
+
+}  // namespace Agent

@@ -1,0 +1,459 @@
+#include "agent/feed/Parser.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace Agent {
+namespace {
+
+std::string errorOf(std::string_view line) {
+  const auto result = parseFeedLine(line);
+  const auto* refused = std::get_if<Refusal>(&result);
+  return refused != nullptr ? refused->error : "accepted";
+}
+
+/// The operation, which must be of type `Kind`.
+template <class Kind>
+Kind parsed(std::string_view line) {
+  auto result = parseFeedLine(line);
+  if (const auto* refused = std::get_if<Refusal>(&result)) {
+    ADD_FAILURE() << line << " refused: " << refused->error;
+    return {};
+  }
+  auto& operation = std::get<Operation>(result);
+  if (!std::holds_alternative<Kind>(operation)) {
+    ADD_FAILURE() << line << " is operation number " << operation.index();
+    return {};
+  }
+  return std::get<Kind>(operation);
+}
+
+std::string icmpPut(std::string_view rest) {
+  return R"({"op":"put","host":"h","probe":"icmp","address":"192.0.2.1")" + std::string(rest) + "}";
+}
+
+std::string tcpPut(std::string_view rest) {
+  return R"({"op":"put","host":"h","probe":"tcp","address":"192.0.2.1")" + std::string(rest) + "}";
+}
+
+// What is accepted.
+
+TEST(FeedParser, HelloHasAClientAndMayHaveAHoldTime) {
+  const auto plain = parsed<Hello>(R"({"op":"hello","client":"lab"})");
+  EXPECT_EQ(plain.client, "lab");
+  EXPECT_FALSE(plain.hold);
+  using namespace std::chrono_literals;
+  EXPECT_EQ(parsed<Hello>(R"({"op":"hello","client":"c","holdSeconds":0})").hold, Hold(0ms));
+  EXPECT_EQ(parsed<Hello>(R"({"op":"hello","client":"c","holdSeconds":2.5})").hold, Hold(2500ms));
+}
+
+TEST(FeedParser, AHoldTimeIsRoundedUpToAWholeMillisecond) {
+  using namespace std::chrono_literals;
+  EXPECT_EQ(parsed<Hello>(R"({"op":"hello","client":"c","holdSeconds":1e-9})").hold, Hold(1ms));
+}
+
+TEST(FeedParser, AHugeHoldTimeIsKeptAsAVeryLongOne) {
+  EXPECT_EQ(parsed<Hello>(R"({"op":"hello","client":"c","holdSeconds":1e308})").hold,
+            Hold(std::chrono::seconds(1'000'000'000)));
+}
+
+TEST(FeedParser, InterfaceHasANameAndAnIndex) {
+  const auto line = parsed<SetInterface>(R"({"op":"interface","name":"eth1","ifIndex":7})");
+  EXPECT_EQ(line.name, "eth1");
+  EXPECT_EQ(line.ifIndex, 7U);
+}
+
+TEST(FeedParser, AnInterfaceIndexReachesFrom1To2147483647) {
+  EXPECT_EQ(parsed<SetInterface>(R"({"op":"interface","name":"e","ifIndex":1})").ifIndex, 1U);
+  EXPECT_EQ(parsed<SetInterface>(R"({"op":"interface","name":"e","ifIndex":2147483647})").ifIndex,
+            2147483647U);
+}
+
+TEST(FeedParser, AWholeNumberMayBeWrittenWithAFractionOfZero) {
+  EXPECT_EQ(parsed<SetInterface>(R"({"op":"interface","name":"e","ifIndex":7.0})").ifIndex, 7U);
+  EXPECT_EQ(parsed<SetInterface>(R"({"op":"interface","name":"e","ifIndex":7e2})").ifIndex, 700U);
+}
+
+TEST(FeedParser, AnIcmpPutHasAllItsMeasurements) {
+  const auto put =
+      parsed<Put>(R"({"op":"put","host":"web1","vrf":"blue","probe":"icmp","interface":"eth1",)"
+                  R"("address":"192.0.2.10","latency":12.345,"jitter":0.2,"packetLoss":3})");
+  EXPECT_EQ(
+      put.key,
+      (ProbeKey{{"web1", "blue"}, "eth1", IcmpTarget{*Lintu::IpGenAddr::parse("192.0.2.10")}}));
+  EXPECT_EQ(put.measured, (Measurements{12.345F, 0.2F, 0, 3.0F}));
+}
+
+TEST(FeedParser, AnHttpPutHasAUrlAndAResponseTime) {
+  const auto put = parsed<Put>(
+      R"({"op":"put","host":"web1","probe":"http","url":"http://192.0.2.10/","responseTime":25.7})");
+  EXPECT_EQ(put.key, (ProbeKey{{"web1", "default"}, "", HttpTarget{"http://192.0.2.10/"}}));
+  EXPECT_EQ(put.measured, (Measurements{0, 0, 25.7F, 0}));
+}
+
+TEST(FeedParser, ATcpPutHasAnAddressAPortAndALatency) {
+  const auto put =
+      parsed<Put>(R"({"op":"put","host":"db1","vrf":"blue","probe":"tcp","interface":"eth1",)"
+                  R"("address":"2001:db8::1","port":5432,"latency":1.5})");
+  EXPECT_EQ(put.key, (ProbeKey{{"db1", "blue"},
+                               "eth1",
+                               TcpTarget{*Lintu::IpGenAddr::parse("2001:db8::1"), 5432}}));
+  EXPECT_EQ(put.measured, (Measurements{1.5F, 0, 0, 0}));
+}
+
+TEST(FeedParser, AbsentMeasurementsAreZero) {
+  EXPECT_EQ(parsed<Put>(icmpPut("")).measured, Measurements{});
+}
+
+TEST(FeedParser, AnAbsentOrEmptyVrfIsTheDefaultOne) {
+  EXPECT_EQ(parsed<Put>(icmpPut("")).key.at.vrf, "default");
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"vrf":"")")).key.at.vrf, "default");
+}
+
+TEST(FeedParser, AnAbsentOrEmptyInterfaceIsNoInterface) {
+  EXPECT_EQ(parsed<Put>(icmpPut("")).key.interface, "");
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"interface":"")")).key.interface, "");
+}
+
+TEST(FeedParser, RemoveHasTheKeyFieldsOnly) {
+  const auto remove =
+      parsed<Remove>(R"({"op":"remove","host":"h","probe":"tcp","address":"::1","port":80})");
+  EXPECT_EQ(remove.key,
+            (ProbeKey{{"h", "default"}, "", TcpTarget{*Lintu::IpGenAddr::parse("::1"), 80}}));
+  EXPECT_EQ(errorOf(R"({"op":"remove","host":"h","probe":"icmp","address":"::1","latency":1})"),
+            "latency: not a field of remove");
+}
+
+TEST(FeedParser, RemoveHostHasAHostAndAVrf) {
+  EXPECT_EQ(parsed<RemoveHost>(R"({"op":"removeHost","host":"h","vrf":"blue"})").at,
+            (HostVrf{"h", "blue"}));
+  EXPECT_EQ(parsed<RemoveHost>(R"({"op":"removeHost","host":"h"})").at, (HostVrf{"h", "default"}));
+}
+
+TEST(FeedParser, RemoveClientAndSyncHaveNoFields) {
+  parsed<RemoveClient>(R"({"op":"removeClient"})");
+  parsed<Sync>(R"({"op":"sync"})");
+}
+
+TEST(FeedParser, FieldsMayStandInAnyOrderWithBlanksBetween) {
+  EXPECT_EQ(parsed<Hello>("  { \"client\" :\t\"lab\" , \"op\": \"hello\" }\r").client, "lab");
+}
+
+TEST(FeedParser, StringsAreTakenAtTheirLongest) {
+  const std::string host(255, 'h');
+  const std::string vrf(32, 'v');
+  const std::string intf(64, 'i');
+  const auto put =
+      parsed<Put>(R"({"op":"put","host":")" + host + R"(","vrf":")" + vrf + R"(","interface":")" +
+                  intf + R"(","probe":"http","url":")" + host + R"("})");
+  EXPECT_EQ(put.key, (ProbeKey{{host, vrf}, intf, HttpTarget{host}}));
+}
+
+TEST(FeedParser, LengthsCountBytesNotCharacters) {
+  std::string host;
+  for (int i = 0; i < 128; ++i) {
+    host += "\u00e9";  // two bytes each
+  }
+  EXPECT_EQ(errorOf(R"({"op":"removeHost","host":")" + host + R"("})"),
+            "host: must have 1 to 255 bytes");
+}
+
+// Numbers.
+
+TEST(FeedParser, AMeasurementIsTheFloatNearestToItsTextNotToItsDouble) {
+  // Just above the middle of two floats, but nearer to the middle than a double can tell: going
+  // through a double would round down to the even float.
+  const auto put = parsed<Put>(icmpPut(R"(,"latency":1.00000005960464477540)"));
+  EXPECT_EQ(put.measured.latency, std::nextafter(1.0F, 2.0F));
+}
+
+TEST(FeedParser, MeasurementsReachTheEndsOfTheFloatRange) {
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"latency":3.4028234663852886e38)")).measured.latency,
+            std::numeric_limits<float>::max());
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"latency":1e-45)")).measured.latency,
+            std::numeric_limits<float>::denorm_min());
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"latency":1e-60)")).measured.latency, 0.0F);
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"latency":1e-400)")).measured.latency, 0.0F);
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"latency":18446744073709551615)")).measured.latency,
+            18446744073709551615.0F);
+}
+
+TEST(FeedParser, ANegativeMeasurementIsTakenAsGiven) {
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"latency":-2.5,"jitter":-1)")).measured,
+            (Measurements{-2.5F, -1.0F, 0, 0}));
+}
+
+TEST(FeedParser, ANumberBeyondTheFloatRangeIsRefused) {
+  const std::string error = "latency: number out of range of a 32-bit float";
+  EXPECT_EQ(errorOf(icmpPut(R"(,"latency":3.4028236e38)")), error);
+  EXPECT_EQ(errorOf(icmpPut(R"(,"latency":-1e39)")), error);
+  EXPECT_EQ(errorOf(tcpPut(R"(,"port":1,"latency":1e300)")), error);
+  EXPECT_EQ(errorOf(icmpPut(R"(,"jitter":1e40)")), "jitter: number out of range of a 32-bit float");
+}
+
+TEST(FeedParser, ANumberBeyondTheDoubleRangeIsRefused) {
+  EXPECT_EQ(errorOf(icmpPut(R"(,"latency":1e999)")), "latency: number out of range");
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":"c","holdSeconds":1e999})"),
+            "holdSeconds: number out of range");
+}
+
+TEST(FeedParser, NumbersThatJsonDoesNotHaveAreRefused) {
+  for (const char* number : {"NaN", "Infinity", "-Infinity", "+1", ".5", "1."}) {
+    const std::string error = errorOf(icmpPut(std::string(R"(,"latency":)") + number));
+    EXPECT_EQ(error.substr(0, 31), "latency: not valid JSON at byte") << number;
+  }
+}
+
+TEST(FeedParser, ANumberWithSomethingBehindItIsRefused) {
+  EXPECT_EQ(errorOf(icmpPut(R"(,"latency":01)")), "not valid JSON at byte 72");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"latency":0x10)")), "not valid JSON at byte 72");
+}
+
+TEST(FeedParser, PacketLossReachesFrom0To100AndMayHaveAFraction) {
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"packetLoss":0)")).measured.packetLoss, 0.0F);
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"packetLoss":33.3)")).measured.packetLoss, 33.3F);
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"packetLoss":100)")).measured.packetLoss, 100.0F);
+}
+
+TEST(FeedParser, PacketLossOutside0To100IsRefused) {
+  EXPECT_EQ(errorOf(icmpPut(R"(,"packetLoss":-0.1)")), "packetLoss: must be from 0 to 100");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"packetLoss":100.1)")), "packetLoss: must be from 0 to 100");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"packetLoss":1e30)")), "packetLoss: must be from 0 to 100");
+}
+
+TEST(FeedParser, APortOutside1To65535IsRefused) {
+  for (const char* port : {"0", "-1", "65536", "80.5", "1e30", "18446744073709551616"}) {
+    EXPECT_EQ(errorOf(tcpPut(std::string(R"(,"port":)") + port)),
+              "port: must be a whole number from 1 to 65535")
+        << port;
+  }
+  EXPECT_EQ(std::get<TcpTarget>(parsed<Put>(tcpPut(R"(,"port":65535)")).key.target).port, 65535);
+}
+
+TEST(FeedParser, AnInterfaceIndexOutOfRangeIsRefused) {
+  for (const char* index : {"0", "-1", "2147483648", "4294967296", "1.5"}) {
+    EXPECT_EQ(errorOf(std::string(R"({"op":"interface","name":"e","ifIndex":)") + index + "}"),
+              "ifIndex: must be a whole number from 1 to 2147483647")
+        << index;
+  }
+}
+
+TEST(FeedParser, ANegativeHoldTimeIsRefused) {
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":"c","holdSeconds":-0.001})"),
+            "holdSeconds: must be 0 or more");
+}
+
+// Operations and fields.
+
+TEST(FeedParser, UnknownOperationsAreRefused) {
+  EXPECT_EQ(errorOf(R"({"op":"drop"})"), "op: unknown operation");
+  EXPECT_EQ(errorOf(R"({"op":"HELLO","client":"c"})"), "op: unknown operation");
+  EXPECT_EQ(errorOf(R"({"op":""})"), "op: must have 1 to 255 bytes");
+}
+
+TEST(FeedParser, AMissingOperationIsRefused) {
+  EXPECT_EQ(errorOf("{}"), "op: missing");
+  EXPECT_EQ(errorOf(R"({"client":"c"})"), "op: missing");
+}
+
+TEST(FeedParser, UnknownFieldsAreRefusedByName) {
+  EXPECT_EQ(errorOf(R"({"op":"sync","colour":1})"), "colour: unknown field");
+  EXPECT_EQ(errorOf(R"({"op":"sync","Op":1})"), "Op: unknown field");
+  EXPECT_EQ(errorOf(R"({"op":"sync","":1})"), "unknown field");
+}
+
+TEST(FeedParser, FieldsOfOtherOperationsAreRefusedByName) {
+  EXPECT_EQ(errorOf(R"({"op":"sync","host":"h"})"), "host: not a field of sync");
+  EXPECT_EQ(errorOf(R"({"op":"removeClient","client":"c"})"),
+            "client: not a field of removeClient");
+  EXPECT_EQ(errorOf(R"({"op":"removeHost","host":"h","probe":"icmp"})"),
+            "probe: not a field of removeHost");
+}
+
+TEST(FeedParser, FieldsOfOtherProbesAreRefusedByName) {
+  EXPECT_EQ(errorOf(icmpPut(R"(,"port":80)")), "port: not a field of put");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"url":"http://h/")")), "url: not a field of put");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"responseTime":1)")), "responseTime: not a field of put");
+  EXPECT_EQ(errorOf(tcpPut(R"(,"port":80,"jitter":1)")), "jitter: not a field of put");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"http","url":"u","address":"::1"})"),
+            "address: not a field of put");
+}
+
+TEST(FeedParser, EveryMissingFieldIsRefusedByName) {
+  EXPECT_EQ(errorOf(R"({"op":"hello"})"), "client: missing");
+  EXPECT_EQ(errorOf(R"({"op":"interface","ifIndex":1})"), "name: missing");
+  EXPECT_EQ(errorOf(R"({"op":"interface","name":"e"})"), "ifIndex: missing");
+  EXPECT_EQ(errorOf(R"({"op":"put","probe":"icmp","address":"::1"})"), "host: missing");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","address":"::1"})"), "probe: missing");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"icmp"})"), "address: missing");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"http"})"), "url: missing");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"tcp","port":1})"), "address: missing");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"tcp","address":"::1"})"), "port: missing");
+  EXPECT_EQ(errorOf(R"({"op":"removeHost","vrf":"v"})"), "host: missing");
+}
+
+TEST(FeedParser, WrongTypesAreRefusedByName) {
+  EXPECT_EQ(errorOf(R"({"op":1})"), "op: must be a string");
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":7})"), "client: must be a string");
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":"c","holdSeconds":"5"})"),
+            "holdSeconds: must be a number");
+  EXPECT_EQ(errorOf(R"({"op":"interface","name":1,"ifIndex":1})"), "name: must be a string");
+  EXPECT_EQ(errorOf(R"({"op":"interface","name":"e","ifIndex":"1"})"), "ifIndex: must be a number");
+  EXPECT_EQ(errorOf(tcpPut(R"(,"port":"80")")), "port: must be a number");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"latency":"1")")), "latency: must be a number");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"jitter":"1")")), "jitter: must be a number");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"packetLoss":"1")")), "packetLoss: must be a number");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"vrf":1)")), "vrf: must be a string");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"interface":1)")), "interface: must be a string");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":1,"probe":"icmp","address":"::1"})"),
+            "host: must be a string");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":1,"address":"::1"})"),
+            "probe: must be a string");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"icmp","address":1})"),
+            "address: must be a string");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"http","url":1})"), "url: must be a string");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"http","url":"u","responseTime":"1"})"),
+            "responseTime: must be a number");
+}
+
+TEST(FeedParser, NullTrueListsAndObjectsAreRefusedByName) {
+  for (const char* value : {"null", "true", "false", "[]", "{}", "[[1]]", R"({"a":{"b":1}})"}) {
+    EXPECT_EQ(errorOf(icmpPut(std::string(R"(,"interface":)") + value)),
+              "interface: must be a string or a number")
+        << value;
+  }
+}
+
+TEST(FeedParser, AFieldGivenTwiceIsRefused) {
+  EXPECT_EQ(errorOf(R"({"op":"sync","op":"sync"})"), "op: given twice");
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":"a","client":"b"})"), "client: given twice");
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":"a","\u0063lient":"b"})"), "client: given twice");
+}
+
+TEST(FeedParser, AnUnknownProbeIsRefused) {
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"udp","address":"::1","port":1})"),
+            "probe: must be icmp, http or tcp");
+}
+
+// Strings.
+
+TEST(FeedParser, EmptyStringsAreRefusedWhereSomethingMustStand) {
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":""})"), "client: must have 1 to 255 bytes");
+  EXPECT_EQ(errorOf(R"({"op":"interface","name":"","ifIndex":1})"),
+            "name: must have 1 to 64 bytes");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"","probe":"icmp","address":"::1"})"),
+            "host: must have 1 to 255 bytes");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"http","url":""})"),
+            "url: must have 1 to 255 bytes");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"icmp","address":""})"),
+            "address: must have 1 to 45 bytes");
+}
+
+TEST(FeedParser, TooLongStringsAreRefused) {
+  const std::string bytes256(256, 'x');
+  const std::string bytes65(65, 'x');
+  const std::string bytes33(33, 'x');
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":")" + bytes256 + R"("})"),
+            "client: must have 1 to 255 bytes");
+  EXPECT_EQ(errorOf(R"({"op":"removeHost","host":")" + bytes256 + R"("})"),
+            "host: must have 1 to 255 bytes");
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"http","url":")" + bytes256 + R"("})"),
+            "url: must have 1 to 255 bytes");
+  EXPECT_EQ(errorOf(R"({"op":"interface","ifIndex":1,"name":")" + bytes65 + R"("})"),
+            "name: must have 1 to 64 bytes");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"interface":")" + bytes65 + R"(")")),
+            "interface: must have 0 to 64 bytes");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"vrf":")" + bytes33 + R"(")")), "vrf: must have 0 to 32 bytes");
+}
+
+TEST(FeedParser, ANulCharacterInAStringIsRefused) {
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":"a\u0000b"})"),
+            "client: must not have a NUL character");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"vrf":"\u0000")")), "vrf: must not have a NUL character");
+  EXPECT_EQ(errorOf(R"({"op":"removeHost","host":"h\u0000"})"),
+            "host: must not have a NUL character");
+}
+
+TEST(FeedParser, TextThatIsNoAddressIsRefused) {
+  for (const char* text :
+       {"h", "192.0.2", "192.0.2.256", "192.0.2.1 ", " 192.0.2.1", "192.0.2.1/24", "2001:db8::g",
+        "2001:db8::1::2", "[::1]", "fe80::1%eth0", "1:2:3:4:5:6:7", "0300.0.2.1", "3221226000"}) {
+    EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"icmp","address":")" + std::string(text) +
+                      R"("})"),
+              "address: must be an IPv4 or IPv6 address")
+        << text;
+  }
+  EXPECT_EQ(errorOf(R"({"op":"put","host":"h","probe":"icmp","address":"192.0.2.1\u0000x"})"),
+            "address: must not have a NUL character");
+}
+
+// Lines that are no JSON object.
+
+TEST(FeedParser, InvalidUtf8IsRefused) {
+  for (const char* bytes :
+       {"\xff", "\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xe2\x82", "\x80"}) {
+    const std::string error =
+        errorOf(R"({"op":"hello","client":"a)" + std::string(bytes) + R"("})");
+    EXPECT_EQ(error.substr(0, 30), "client: not valid JSON at byte") << error;
+  }
+  EXPECT_EQ(errorOf(R"({"op":"hello","client":"\ud800"})").substr(0, 30),
+            "client: not valid JSON at byte");
+}
+
+TEST(FeedParser, AnythingButAnObjectIsRefused) {
+  for (const char* line : {"[]", "1", "\"hello\"", "null", "true", R"([{"op":"sync"}])"}) {
+    EXPECT_EQ(errorOf(line), "not a JSON object") << line;
+  }
+}
+
+TEST(FeedParser, BrokenJsonIsRefusedWithThePlaceOfTheFault) {
+  EXPECT_EQ(errorOf(""), "not valid JSON at byte 1");
+  EXPECT_EQ(errorOf("   "), "not valid JSON at byte 4");
+  EXPECT_EQ(errorOf("hello"), "not valid JSON at byte 1");
+  EXPECT_EQ(errorOf(R"({"op":"sync")"), "not valid JSON at byte 13");
+  EXPECT_EQ(errorOf(R"({"op":"sync",})"), "not valid JSON at byte 14");
+  EXPECT_EQ(errorOf(R"({op:"sync"})"), "not valid JSON at byte 2");
+  EXPECT_EQ(errorOf(R"({"op":})"), "op: not valid JSON at byte 7");
+  EXPECT_EQ(errorOf(R"({"op")"), "op: not valid JSON at byte 6");
+}
+
+TEST(FeedParser, AnythingBehindTheObjectIsRefused) {
+  EXPECT_EQ(errorOf(R"({"op":"sync"} x)"), "not valid JSON at byte 15");
+  EXPECT_EQ(errorOf(R"({"op":"sync"}{"op":"sync"})"), "not valid JSON at byte 14");
+}
+
+TEST(FeedParser, ANulOctetDoesNotHideWhatFollowsIt) {
+  using namespace std::string_view_literals;
+  EXPECT_EQ(errorOf("{\"op\":\"sync\"}\0{"sv), "not valid JSON: the line has a NUL octet");
+  EXPECT_EQ(errorOf("\0"sv), "not valid JSON: the line has a NUL octet");
+}
+
+TEST(FeedParser, DeepNestingIsRefusedAtItsFirstLevel) {
+  EXPECT_EQ(errorOf(std::string(60'000, '[')), "not a JSON object");
+  std::string objects;
+  for (int i = 0; i < 10'000; ++i) {
+    objects += R"({"op":)";
+  }
+  EXPECT_EQ(errorOf(objects), "op: must be a string or a number");
+}
+
+TEST(FeedParser, ALongUnknownFieldIsShortenedBetweenCharacters) {
+  std::string name(39, 'x');
+  name += "\u00e9";  // its two bytes stand across the cut
+  name += std::string(1000, 'y');
+  EXPECT_EQ(errorOf("{\"" + name + "\":1}"), std::string(39, 'x') + "...: unknown field");
+}
+
+TEST(FeedParser, EveryPrefixOfALineIsRefusedAndNothingElseHappens) {
+  const std::string line = icmpPut(R"(,"vrf":"blue","latency":1.5e1,"interface":"\u0065th")");
+  for (std::size_t length = 0; length < line.size(); ++length) {
+    EXPECT_NE(errorOf(line.substr(0, length)), "accepted") << length;
+  }
+  EXPECT_EQ(errorOf(line), "accepted");
+}
+
+}  // namespace
+}  // namespace Agent
