@@ -75,36 +75,38 @@ cannot_install() {
   {
     echo 'setup: packages are missing and could not be installed from here. Run as root:'
     echo
-    echo "    apt-get update && apt-get install -y --no-install-recommends$missing"
+    echo "    apt-get update && apt-get install -y --no-install-recommends$missing$fmt_packages"
     echo
   } >&2
   exit 1
+}
+
+# How fmt comes here: as a package, or built, which takes the tools to unpack a source package.
+choose_fmt() {
+  build_fmt=no
+  fmt_packages=
+  if fmt_is_usable; then
+    return
+  elif distribution_has_fmt10; then
+    fmt_packages=' libfmt-dev'
+  else
+    build_fmt=yes
+    fmt_packages=$(missing_of dpkg-dev xz-utils)
+  fi
 }
 
 missing=$(missing_of $wanted)
 if [ "$1" = test ] && ! node_is_usable; then
   missing="$missing nodejs npm"
 fi
-build_fmt=no
-if ! fmt_is_usable; then
-  build_fmt=yes
-fi
+choose_fmt
 
-if [ -n "$missing" ]; then
-  echo "setup: missing packages:$missing"
+if [ -n "$missing$fmt_packages" ]; then
+  echo "setup: missing packages:$missing$fmt_packages"
   as_root apt-get update
-fi
-if [ "$build_fmt" = yes ]; then
-  if distribution_has_fmt10; then
-    missing="$missing libfmt-dev"
-    build_fmt=no
-  else
-    missing="$missing$(missing_of dpkg-dev xz-utils)"
-  fi
-fi
-if [ -n "$missing" ]; then
-  as_root sh scripts/apt-install.sh $missing
-  still_missing=$(missing_of $missing)
+  choose_fmt  # apt may know more now
+  as_root sh scripts/apt-install.sh $missing $fmt_packages
+  still_missing=$(missing_of $missing $fmt_packages)
   [ -z "$still_missing" ] || fail "apt reported success, but these are not installed:$still_missing"
 fi
 if [ "$1" = test ] && ! node_is_usable; then
