@@ -38,16 +38,12 @@ template <class Row, class... Args>
 Qiv::Ptr<Row> tableIs(ConnectivityMonitorMib::Table<Row>& table, const Snmp::String& indexShortName,
                       const Args&... args) {
   bool made = false;
-  // Counted: a subscriber may delete the row while it is told of it.
-  Qiv::Ptr<Row> fresh;
-  Row& row = table.findOrInsert(
-      indexShortName, [&] { return fresh = probeEntryFactory<Row>(indexShortName, args...); },
-      made);
-  if (made) {
-    return fresh;
+  Qiv::Ptr<Row> row = table.findOrInsert(
+      indexShortName, [&] { return probeEntryFactory<Row>(indexShortName, args...); }, made);
+  if (!made) {
+    requireSameArguments(*row, std::tie(args...));
   }
-  requireSameArguments(row, std::tie(args...));
-  return Qiv::Ptr<Row>(&row);
+  return row;
 }
 
 }  // namespace

@@ -78,7 +78,8 @@ std::ostream& operator<<(std::ostream& out, const HttpStatsKey& key);
 std::ostream& operator<<(std::ostream& out, const TcpStatsKey& key);
 
 /// Read a key back from the fields of its text form, in order (two; three for TCP). Throw
-/// std::invalid_argument, naming the field, when one does not fit.
+/// std::invalid_argument, naming the field, when one does not fit, and Qiv::RangeError for a VRF's
+/// name that is too long.
 void readFields(std::span<const std::string> fields, HostNameVrfKey& key);
 void readFields(std::span<const std::string> fields, IcmpStatsKey& key);
 void readFields(std::span<const std::string> fields, HttpStatsKey& key);

@@ -123,7 +123,7 @@ class HashTable {
       rehash(log2_ == 0 ? kFirstLog2 : log2_ + 1);
       place = locate(key);
     }
-    Node* node = new Node{*place.link, place.hash, Entry(std::forward<Args>(args)...)};
+    Node* node = new Node{*place.link, place.hash, Entry{std::forward<Args>(args)...}};
     *place.link = node;
     ++size_;
     return {&node->entry, true};
@@ -227,6 +227,8 @@ class HashTable {
   }
 
   void rehash(std::uint32_t log2) {
+    // Made first: nothing has changed yet if it throws.
+    Node** const array = log2 == 0 ? nullptr : new Node* [std::size_t{1} << log2] {};
     Node* walk = firstFrom(0);
     Node** const oldChains = chains();
     const std::size_t oldCount = chainCount();
@@ -247,7 +249,7 @@ class HashTable {
       store_.single = all;
       return;
     }
-    store_.array = new Node* [chainCount()] {};
+    store_.array = array;
     std::size_t chain = chainCount();
     Node** tail = nullptr;
     while (all != nullptr) {

@@ -54,20 +54,21 @@ class OrderedMap {
   [[nodiscard]] Publisher<Key>& changes() const noexcept { return changes_; }
 
   /// Finds the row of `key`, or makes one by `makeRow()` (which returns Ptr<Row> with that key).
-  /// `made` tells which. One descent of the tree.
+  /// `made` tells which. One descent of the tree. Counted: a subscriber may delete the row while it
+  /// is told of it.
   template <class MakeRow>
-  Row& findOrInsert(const Key& key, MakeRow&& makeRow, bool& made) {
+  Ptr<Row> findOrInsert(const Key& key, MakeRow&& makeRow, bool& made) {
     typename Tree::insert_commit_data place;
     const auto [at, absent] = tree_.insert_check(key, place);
     made = absent;
     if (!absent) {
-      return *at;
+      return Ptr<Row>(&*at);
     }
-    Row* row = makeRow().detach();  // The map's reference.
+    Ptr<Row> row = makeRow();
+    row->ref();  // The map's reference.
     tree_.insert_commit(*row, place);
-    const Ptr<Row> kept(row);
     changed(KeyOf{}(*row));
-    return *row;
+    return row;
   }
 
   /// False when absent.

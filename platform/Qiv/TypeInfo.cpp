@@ -2,7 +2,18 @@
 
 #include <fmt/format.h>
 
+#include "Qiv/Url.h"
+
 namespace Qiv {
+
+namespace {
+
+/// What would break a line of the dump, or is no ASCII.
+bool unprintable(char c) { return c < ' ' || c >= '\x7f'; }
+
+std::string lineText(const Value& value) { return quoteUrl(toText(value), &unprintable); }
+
+}  // namespace
 
 std::string toText(const Value& value) {
   struct Visitor {
@@ -60,12 +71,12 @@ std::string dump(const Entity& entity) {
   std::string text;
   for (const Attribute& attribute : entity.typeInfo().attributes()) {
     if (attribute.get != nullptr) {
-      text += fmt::format("{} = {}\n", attribute.name, toText(attribute.get(entity)));
+      text += fmt::format("{} = {}\n", attribute.name, lineText(attribute.get(entity)));
     } else if (attribute.forEach != nullptr) {
       attribute.forEach(entity, [&](const Value& key, const Value& value) {
-        text += fmt::format("{}[ {} ]", attribute.name, toText(key));
+        text += fmt::format("{}[ {} ]", attribute.name, lineText(key));
         if (!std::holds_alternative<std::monostate>(value)) {
-          text += fmt::format(" = {}", toText(value));
+          text += fmt::format(" = {}", lineText(value));
         }
         text += '\n';
       });

@@ -51,7 +51,8 @@ class TypeInfo {
 Value attributeCall(Entity& entity, std::string_view attribute, std::span<const Value> arguments);
 /// `entity.attributeDel()`.
 void attributeDel(Entity& entity, std::string_view attribute);
-/// "name = value" for every attribute in order, collections with their keys, one a line.
+/// "name = value" for every attribute in order, collections with their keys, one a line. For
+/// people: octets that are not printable ASCII appear as %XX.
 [[nodiscard]] std::string dump(const Entity& entity);
 
 namespace Impl {

@@ -11,7 +11,7 @@ namespace Qiv {
 
 namespace {
 
-// Leaked on purpose: libraries withdraw their types, and singletons go, at unload.
+// Leaked on purpose: libraries withdraw their types, and these singletons, at unload.
 std::map<std::string, Ptr<Entity>, std::less<>>& singletons() {
   static auto* const all = new std::map<std::string, Ptr<Entity>, std::less<>>;
   return *all;
@@ -65,7 +65,10 @@ TypeRegistration::TypeRegistration(const TypeInfo& info) : name_(info.name()) {
   TypeRegistry::instance().typeIs(info);
 }
 
-TypeRegistration::~TypeRegistration() { TypeRegistry::instance().typeDel(name_); }
+TypeRegistration::~TypeRegistration() {
+  Entity::singletonDel(name_);  // Its code is about to go.
+  TypeRegistry::instance().typeDel(name_);
+}
 
 bool Entity::singletonExists(std::string_view typeName) {
   return singletons().find(typeName) != singletons().end();

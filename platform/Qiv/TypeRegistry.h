@@ -28,6 +28,7 @@ class TypeRegistry {
 };
 
 /// A type's registration as a static object of its library: in the registry from load to unload.
+/// The type's singleton, if there is one, goes with it.
 class TypeRegistration {
  public:
   explicit TypeRegistration(const TypeInfo& info);

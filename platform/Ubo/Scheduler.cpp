@@ -21,7 +21,27 @@ void Task::scheduleTask() {
   }
 }
 
-void Task::taskDel() noexcept { deleted_ = true; }
+void Task::taskDel() noexcept {
+  deleted_ = true;
+  if (scheduled_) {
+    scheduled_ = false;
+    const Scheduler::Ptr kept = scheduler_;  // The queue may hold the last reference to this task.
+    kept->dequeue(*this);
+  }
+}
+
+void Task::run() {
+  struct Running {
+    explicit Running(Task& task) noexcept : task_(task) { task_.running_ = true; }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+    ~Running() { task_.running_ = false; }  // Also when the work throws.
+    Task& task_;
+  };
+  scheduled_ = false;
+  const Running running(*this);
+  work();
+}
 
 bool Task::taskShouldYield() const { return scheduler_->policy_->shouldYield(); }
 
@@ -32,6 +52,12 @@ Scheduler::~Scheduler() = default;
 void Scheduler::yieldPolicyIs(std::unique_ptr<YieldPolicy> policy) { policy_ = std::move(policy); }
 
 void Scheduler::enqueue(Task& task) { queue_.emplace_back(&task); }
+
+void Scheduler::dequeue(Task& task) noexcept {
+  const auto isTask = [&](const Task::Ptr& queued) { return queued.get() == &task; };
+  std::erase_if(queue_, isTask);
+  std::erase_if(round_, isTask);
+}
 
 void Scheduler::forget(Task& task) noexcept { std::erase(tasks_, &task); }
 
@@ -45,13 +71,7 @@ bool Scheduler::runSlice() {
   while (!round_.empty()) {
     const Task::Ptr task = std::move(round_.front());  // Outlives a deletion by its own work.
     round_.pop_front();
-    task->scheduled_ = false;
-    if (task->deleted_) {
-      continue;
-    }
-    task->running_ = true;
-    task->work();
-    task->running_ = false;
+    task->run();
     if (policy_->shouldYield()) {
       break;
     }

@@ -47,6 +47,7 @@ class Task : public Qiv::RefCounted {
 
  private:
   friend class Scheduler;
+  void run();
   virtual void work() = 0;
 
   Qiv::Ptr<Scheduler> scheduler_;
@@ -86,7 +87,8 @@ class Scheduler : public Qiv::RefCounted {
 
   void yieldPolicyIs(std::unique_ptr<YieldPolicy> policy);
   /// Runs tasks of the current round until the policy says yield or the round ends; at least one.
-  /// True when work is left.
+  /// True when work is left. What a task's work throws passes through; the task counts as run, and
+  /// the rest of the round goes on in the next slice.
   bool runSlice();
   /// Runs slices until nothing is queued.
   void runAll();
@@ -97,6 +99,7 @@ class Scheduler : public Qiv::RefCounted {
  private:
   friend class Task;
   void enqueue(Task& task);
+  void dequeue(Task& task) noexcept;
   void forget(Task& task) noexcept;
 
   std::unique_ptr<YieldPolicy> policy_;
