@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 
 #include "Ubo/Scheduler.h"
 
@@ -16,6 +17,10 @@ struct SmControl {
   Mode mode = Mode::kDefault;
 
   friend bool operator==(const SmControl&, const SmControl&) = default;
+  /// The mode's number and the priority, joined by ','.
+  friend std::ostream& operator<<(std::ostream& out, const SmControl& control) {
+    return out << static_cast<unsigned>(control.mode) << ',' << control.taskPriority;
+  }
 };
 
 }  // namespace Yex
