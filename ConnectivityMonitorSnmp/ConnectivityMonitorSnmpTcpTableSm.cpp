@@ -1,4 +1,7 @@
-#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmInputImpl.h"
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmClientDirImpl.h"
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmEntityPtrImpl.h"
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmHostStatusImpl.h"
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmIfMibImpl.h"
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmLifecycleImpl.h"
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmPipelineImpl.h"
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmReconcileImpl.h"
