@@ -25,9 +25,9 @@ refuse() { # FILE PATTERN MESSAGE
 }
 
 refuse "$dir/bin/conmon-snmpd" 'NEEDED.*libConnectivityMonitorSnmp' 'is linked with the plug-in'
-refuse "$dir/lib/libconmon_platform.so" 'NEEDED.*(libConnectivityMonitorSnmp|libconmon_snmp|libnetsnmp)' \
+refuse "$dir/lib/libConMonPlatform.so" 'NEEDED.*(libConnectivityMonitorSnmp|libConMonSnmp|libnetsnmp)' \
   'is linked with something above it'
 for file in "$dir"/bin/conmon* "$dir"/lib/*.so; do
-  refuse "$file" '(RPATH|RUNPATH).*[[:[]:]*/(home|root|work|usr|build|tmp)' 'has an absolute library path'
+  refuse "$file" '\((RPATH|RUNPATH)\).*(\[|:)/' 'has an absolute library path'
 done
 exit "$status"

@@ -115,16 +115,6 @@ fi
 if [ "$build_fmt" = yes ]; then
   sh scripts/setup-fmt.sh
 fi
-
-# The JavaScript tests' packages, each folder as its lock file says.
 if [ "$1" = test ]; then
-  find tests -name node_modules -prune -o -name package-lock.json -print | while read -r lock; do
-    folder=${lock%/*}
-    if ! cmp -s "$lock" "$folder/node_modules/.installed-lock.json"; then
-      echo "setup: npm packages of $folder"
-      (cd "$folder" && npm ci --ignore-scripts --no-audit --no-fund --loglevel=error </dev/null) ||
-        fail "npm ci failed in $folder"
-      cp "$lock" "$folder/node_modules/.installed-lock.json"
-    fi
-  done
+  sh scripts/setup-npm.sh
 fi
