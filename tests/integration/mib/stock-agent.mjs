@@ -68,7 +68,7 @@ export async function startAgent(objects, { blue } = {}) {
   after(() => snmpd.kill('SIGKILL'));
   process.on('exit', () => snmpd.kill('SIGKILL'));
 
-  for (let attempt = 0; attempt < 50; attempt += 1) {
+  for (let attempt = 0; attempt < 100; attempt += 1) {
     const { status } = run('snmpget', '-v2c', '-c', 'public', '-r', '0', '-t', '0.2',
       `127.0.0.1:${port}`, '.1.3.6.1.2.1.1.3.0');
     if (status === 0) return port;
