@@ -2,8 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <nlohmann/json.hpp>
-
+#include "agent/Quote.h"
 #include "agent/feed/Parser.h"
 
 namespace Agent {
@@ -109,11 +108,7 @@ void Session::apply(Operation operation) {
 void Session::answerOk() { output_ += "{\"ok\":true}\n"; }
 
 void Session::answerRefusal(std::string_view error) {
-  // Non-ASCII characters are escaped, so that a terminal shows what was sent and obeys none of it.
-  constexpr bool kAscii = true;
-  const auto text =
-      nlohmann::json(error).dump(-1, ' ', kAscii, nlohmann::json::error_handler_t::replace);
-  output_ += fmt::format("{{\"ok\":false,\"error\":{},\"line\":{}}}\n", text, lineNumber_);
+  output_ += fmt::format("{{\"ok\":false,\"error\":{},\"line\":{}}}\n", quoted(error), lineNumber_);
 }
 
 }  // namespace Agent

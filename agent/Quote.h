@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Agent {
+
+/// `text` between double quotes, with everything that a log line or a terminal could trip over
+/// escaped as in JSON.
+[[nodiscard]] std::string quoted(std::string_view text);
+
+}  // namespace Agent
