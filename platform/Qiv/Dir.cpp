@@ -19,11 +19,12 @@ const TypeInfo& dirType() {
 
 const TypeRegistration registration{dirType()};
 
-/// Cuts the first component off `path` and unquotes it; empty when malformed.
-std::optional<std::string> takeComponent(std::string_view& path) {
-  const std::size_t slash = path.find('/');
-  const std::string_view component = path.substr(0, slash);
-  path = slash == std::string_view::npos ? std::string_view() : path.substr(slash + 1);
+/// Cuts the first component off `path`, which has none left after the last one, and unquotes it;
+/// empty when malformed.
+std::optional<std::string> takeComponent(std::optional<std::string_view>& path) {
+  const std::size_t slash = path->find('/');
+  const std::string_view component = path->substr(0, slash);
+  path = slash == std::string_view::npos ? std::nullopt : std::optional(path->substr(slash + 1));
   return component.empty() ? std::nullopt : unquoteUrl(component);
 }
 
@@ -68,23 +69,25 @@ Dir::Ptr Dir::dirIs(const Pomel::String& name) {
 Entity::Ptr entityAt(const Dir& root, std::string_view path) {
   const Dir* dir = &root;
   Entity::Ptr entity;
-  while (true) {
-    const auto name = takeComponent(path);
+  for (std::optional<std::string_view> rest = path; rest;) {
+    const auto name = takeComponent(rest);
     if (dir == nullptr || !name) {
       return nullptr;
     }
     entity = dir->entityPtr(*name);
-    if (path.empty()) {
-      return entity;
-    }
     dir = dynamic_cast<const Dir*>(entity.get());
   }
+  return entity;
 }
 
 Dir::Ptr dirAt(const Dir::Ptr& root, std::string_view path) {
   Dir::Ptr dir = root;
-  while (dir && !path.empty()) {
-    const auto name = takeComponent(path);
+  std::optional<std::string_view> rest;
+  if (!path.empty()) {
+    rest = path;
+  }
+  while (dir && rest) {
+    const auto name = takeComponent(rest);
     dir = name ? dir->dirIs(*name) : nullptr;
   }
   return dir;

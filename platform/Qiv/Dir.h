@@ -44,8 +44,8 @@ class Dir : public NamedEntity {
 /// a component is missing, malformed, or no directory.
 [[nodiscard]] Entity::Ptr entityAt(const Dir& root, std::string_view path);
 
-/// The directory at `path`, missing levels made on the way; null when a component is malformed or
-/// something other than a directory stands in the way.
+/// The directory at `path` (`root` itself where that is empty), missing levels made on the way;
+/// null when a component is malformed or something other than a directory stands in the way.
 [[nodiscard]] Dir::Ptr dirAt(const Dir::Ptr& root, std::string_view path);
 
 }  // namespace Qiv

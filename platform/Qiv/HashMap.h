@@ -7,19 +7,38 @@
 
 namespace Qiv {
 
-/// A map attribute of an entity. Every insertion, change of a value and deletion moves version()
-/// and then publishes the key, exactly once, synchronously: when the mutator returns, every
-/// subscriber has been told, and each has seen the map as it was after that one change. Walks: see
-/// HashTable. `Value` needs ==; setting an equal value is a no-op.
+/// How a map keeps its keys. StoredKey: beside the value, as `entry.key` and `entry.value`.
 template <class Key, class Value>
-class HashMap {
- public:
+struct StoredKey {
   struct Entry {
     Key key;
     Value value;
   };
+  static Entry make(const Key& key, const Value& value) { return {key, value}; }
+  static const Key& key(const Entry& entry) { return entry.key; }
+  static auto& value(auto& entry) { return entry.value; }
+};
+
+/// OwnKey: the value carries it as its member `key`, and is the entry. No byte is kept twice.
+template <class Key, class Value>
+struct OwnKey {
+  using Entry = Value;
+  static Entry make(const Key& /*key*/, const Value& value) { return value; }
+  static const Key& key(const Entry& entry) { return entry.key; }
+  static auto& value(auto& entry) { return entry; }
+};
+
+/// A map attribute of an entity. Every insertion, change of a value and deletion moves version()
+/// and then publishes the key, exactly once, synchronously: when the mutator returns, every
+/// subscriber has been told, and each has seen the map as it was after that one change. Walks: see
+/// HashTable. `Value` needs ==; setting an equal value is a no-op.
+template <class Key, class Value, template <class, class> class Keeping = StoredKey>
+class HashMap {
+ public:
+  using Keep = Keeping<Key, Value>;
+  using Entry = typename Keep::Entry;
   struct KeyOf {
-    const Key& operator()(const Entry& entry) const { return entry.key; }
+    const Key& operator()(const Entry& entry) const { return Keep::key(entry); }
   };
   using Table = HashTable<Entry, KeyOf>;
   using const_iterator = typename Table::const_iterator;
@@ -29,7 +48,7 @@ class HashMap {
   /// The value of `key`, or null. Holds until the next mutation of that key.
   [[nodiscard]] const Value* find(const Key& key) const {
     const Entry* entry = table_.find(key);
-    return entry == nullptr ? nullptr : &entry->value;
+    return entry == nullptr ? nullptr : &Keep::value(*entry);
   }
   [[nodiscard]] bool contains(const Key& key) const { return find(key) != nullptr; }
   [[nodiscard]] std::size_t size() const noexcept { return table_.size(); }
@@ -46,12 +65,13 @@ class HashMap {
 
   /// Sets `key` to `value`. True when that changed anything.
   bool set(const Key& key, Value value) {
-    const auto [entry, made] = table_.findOrEmplace(key, key, value);
+    const auto [entry, made] = table_.findOrEmplace(key, Keep::make(key, value));
     if (!made) {
-      if (entry->value == value) {
+      if (Keep::value(*entry) == value) {
         return false;
       }
-      std::swap(entry->value, value);  // The old value lives until the subscribers were told.
+      std::swap(Keep::value(*entry),
+                value);  // The old value lives until the subscribers were told.
     }
     changed(key);
     return true;
@@ -63,7 +83,7 @@ class HashMap {
     if (node == nullptr) {
       return false;
     }
-    changed(node->entry.key);
+    changed(Keep::key(node->entry));
     return true;
   }
 
@@ -71,7 +91,7 @@ class HashMap {
   void clear() {
     std::uint32_t from = 0;
     while (const auto node = table_.takeFirst(from)) {
-      changed(node->entry.key);
+      changed(Keep::key(node->entry));
     }
   }
 

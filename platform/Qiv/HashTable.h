@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "Pomel/Hash.h"
 #include "Qiv/Ptr.h"
 
 namespace Qiv {

@@ -95,8 +95,10 @@ using OwnerOf = typename MemberOf<decltype(Member)>::owner;
 /// Elements of a collection, as (key, value): map entries, set keys, rows or entity pointers.
 template <class Element>
 [[nodiscard]] std::pair<Value, Value> elementValues(const Element& element) {
-  if constexpr (requires { element.key; }) {
+  if constexpr (requires { element.key, element.value; }) {
     return {toValue(element.key), toValue(element.value)};
+  } else if constexpr (requires { element.key; }) {
+    return {toValue(element.key), toValue(element)};
   } else if constexpr (std::derived_from<Element, Entity>) {
     return {toValue(element.key()), Ptr<Entity>(const_cast<Element*>(&element))};
   } else {
