@@ -11,7 +11,7 @@ auto ClientDirSm<Table>::KeyOfChild::operator()(const Qiv::Ptr<Child>& child) co
 
 template <class Table>
 ClientDirSm<Table>::ClientDirSm(TableSm<Table>& tableSm, Qiv::Dir::PtrConst clientDir)
-    : ScanningSm<Table, Key>(tableSm), clientDir_(std::move(clientDir)) {
+    : tableSm_(tableSm), clientDir_(std::move(clientDir)) {
   constexpr auto kTaskName =
       kText<Table,
             "ConnectivityMonitorSnmp::ConnectivityMonitorSnmp#TableSm-ClientDirSm^1InputScanTask1">;

@@ -12,10 +12,7 @@ auto EntityPtrSm<Table>::KeyOfChild::operator()(const Qiv::Ptr<Child>& child) co
 template <class Table>
 EntityPtrSm<Table>::EntityPtrSm(ClientDirSm<Table>& parent, Pomel::String client,
                                 ConnectivityMonitor::StatusDir::PtrConst statusDir)
-    : ScanningSm<Table, Key>(parent.tableSm()),
-      parent_(parent),
-      client_(std::move(client)),
-      statusDir_(std::move(statusDir)) {
+    : parent_(parent), client_(std::move(client)), statusDir_(std::move(statusDir)) {
   subscription_.subscribe(statusDir_->hostStatus().changes());
 }
 
@@ -127,7 +124,7 @@ auto EntityPtrSm<Table>::childSmHostStatusConnectivityMonitorHostStatusPtrConstI
     return present;
   }
   Qiv::Ptr<Child> made =
-      Qiv::make<typename Shells<Table>::HostStatusSm>(*this, hostKey, std::move(hostStatus));
+      Qiv::make<typename Shells<Table>::HostStatusSm>(*this, std::move(hostStatus));
   children_.findOrEmplace(hostKey, made);
   return made;
 }

@@ -6,12 +6,8 @@ namespace ConnectivityMonitorSnmp {
 
 template <class Table>
 HostStatusSm<Table>::HostStatusSm(EntityPtrSm<Table>& parent,
-                                  ConnectivityMonitor::HostNameVrfKey hostKey,
                                   ConnectivityMonitor::HostStatus::PtrConst hostStatus)
-    : ScanningSm<Table, Key>(parent.tableSm()),
-      parent_(parent),
-      hostKey_(std::move(hostKey)),
-      hostStatus_(std::move(hostStatus)) {
+    : parent_(parent), hostStatus_(std::move(hostStatus)) {
   this->link(items()->changes());
   recordVersion();
 }
@@ -37,7 +33,7 @@ void HostStatusSm<Table>::doInputScan(Yielding yielding) {
   if (!this->hasNotificationActive()) {
     return;
   }
-  this->tableSm().template trace<"{}">(9, hostKey_);
+  this->tableSm().template trace<"{}">(9, key());
   doInputScan1(yielding);
 }
 
@@ -47,8 +43,7 @@ void HostStatusSm<Table>::doInputScan1(Yielding yielding) {
 }
 
 template <class Table>
-const Qiv::HashMap<typename Table::StatsKey, typename Table::Stats>* HostStatusSm<Table>::items()
-    const {
+const typename Table::StatsMap* HostStatusSm<Table>::items() const {
   return hostStatus_ ? &((*hostStatus_).*Table::kStatsMap)() : nullptr;
 }
 
@@ -77,7 +72,7 @@ void HostStatusSm<Table>::scanFinishes(std::uint64_t count) {
 template <class Table>
 void HostStatusSm<Table>::handleStats1(const Key& statsKey) {
   this->tableSm().template trace<"k: {}">(8, statsKey);
-  parent_.onChildEvent1(hostKey_, statsKey);
+  parent_.onChildEvent1(key(), statsKey);
 }
 
 template <class Table>
@@ -108,7 +103,7 @@ void HostStatusSm<Table>::doDeleteAll() {
   }
   for (auto at = entries.begin(); at != entries.end();) {
     const Key statsKey = at->key;
-    parent_.onChildEvent1(hostKey_, statsKey);
+    parent_.onChildEvent1(key(), statsKey);
     at = entries.upperBound(statsKey);
   }
 }

@@ -6,7 +6,7 @@ namespace ConnectivityMonitorSnmp {
 
 template <class Table>
 IfMibSm<Table>::IfMibSm(TableSm<Table>& tableSm, IntfSnmp::IfMib::PtrConst ifMib)
-    : ScanningSm<Table, Key>(tableSm), ifMib_(std::move(ifMib)) {
+    : tableSm_(tableSm), ifMib_(std::move(ifMib)) {
   constexpr auto kTaskName =
       kText<Table,
             "ConnectivityMonitorSnmp::ConnectivityMonitorSnmp#TableSm-IfMibSm^0InputScanTask0">;

@@ -36,7 +36,7 @@ template <class Table, class Key>
 class ScanningSm : public Yex::InputSm {
  public:
   [[nodiscard]] const Qiv::TypeInfo& typeInfo() const override;
-  [[nodiscard]] TableSm<Table>& tableSm() const noexcept { return tableSm_; }
+  [[nodiscard]] virtual TableSm<Table>& tableSm() const noexcept = 0;
   [[nodiscard]] InputScan<Key>& inputScan() noexcept { return scan_; }
   [[nodiscard]] InputScanState scanState() const noexcept { return scan_.state; }
   /// The key that the next slice begins with; null unless the scan is resumable.
@@ -47,7 +47,6 @@ class ScanningSm : public Yex::InputSm {
   [[nodiscard]] bool initialScanDone() const;
 
  protected:
-  explicit ScanningSm(TableSm<Table>& tableSm) : tableSm_(tableSm) {}
   void scanYieldsAt(const Key& bookmark);
   /// Ends the present pass. True when it was the one with events.
   bool scanEnds();
@@ -55,7 +54,6 @@ class ScanningSm : public Yex::InputSm {
                                         Yielding yielding);
 
  private:
-  TableSm<Table>& tableSm_;
   InputScan<Key> scan_;
 };
 
@@ -65,6 +63,7 @@ class IfMibSm : public ScanningSm<Table, Lintu::IntfId> {
   using Key = Lintu::IntfId;
   IfMibSm(TableSm<Table>& tableSm, IntfSnmp::IfMib::PtrConst ifMib);
   ~IfMibSm() override;
+  [[nodiscard]] TableSm<Table>& tableSm() const noexcept override { return tableSm_; }
 
   void hasNotificationActiveIs(bool active);
   void doInputScan();
@@ -95,6 +94,7 @@ class IfMibSm : public ScanningSm<Table, Lintu::IntfId> {
  private:
   void recordVersion();
 
+  TableSm<Table>& tableSm_;
   IntfSnmp::IfMib::PtrConst ifMib_;
   Ubo::Task::Ptr task0_;
   std::uint32_t version_ = 0;
@@ -118,6 +118,7 @@ class ClientDirSm : public ScanningSm<Table, Pomel::String> {
 
   ClientDirSm(TableSm<Table>& tableSm, Qiv::Dir::PtrConst clientDir);
   ~ClientDirSm() override;
+  [[nodiscard]] TableSm<Table>& tableSm() const noexcept override { return tableSm_; }
 
   void hasNotificationActiveIs(bool active);
   void doInputScan();
@@ -155,6 +156,7 @@ class ClientDirSm : public ScanningSm<Table, Pomel::String> {
   void scanFinishes(std::uint64_t count);
 
  private:
+  TableSm<Table>& tableSm_;
   Qiv::Dir::PtrConst clientDir_;
   Ubo::Task::Ptr task1_;
   Children children_;
@@ -173,6 +175,7 @@ class EntityPtrSm : public ScanningSm<Table, ConnectivityMonitor::HostNameVrfKey
 
   EntityPtrSm(ClientDirSm<Table>& parent, Pomel::String client,
               ConnectivityMonitor::StatusDir::PtrConst statusDir);
+  [[nodiscard]] TableSm<Table>& tableSm() const noexcept override { return parent_.tableSm(); }
 
   void hasNotificationActiveIs(bool active);
   void doInputScan(Yielding yielding = Yielding::kAsTaskSays);
@@ -223,8 +226,8 @@ class HostStatusSm : public ScanningSm<Table, typename Table::StatsKey>,
                      private Qiv::Listener<typename Table::StatsKey> {
  public:
   using Key = typename Table::StatsKey;
-  HostStatusSm(EntityPtrSm<Table>& parent, ConnectivityMonitor::HostNameVrfKey hostKey,
-               ConnectivityMonitor::HostStatus::PtrConst hostStatus);
+  HostStatusSm(EntityPtrSm<Table>& parent, ConnectivityMonitor::HostStatus::PtrConst hostStatus);
+  [[nodiscard]] TableSm<Table>& tableSm() const noexcept override { return parent_.tableSm(); }
 
   void hasNotificationActiveIs(bool active);
   void doInputScan(Yielding yielding = Yielding::kAsTaskSays);
@@ -234,7 +237,9 @@ class HostStatusSm : public ScanningSm<Table, typename Table::StatsKey>,
   void doDeleteAll();
 
   /// The host: the key of this machine in its parent.
-  [[nodiscard]] const ConnectivityMonitor::HostNameVrfKey& key() const noexcept { return hostKey_; }
+  [[nodiscard]] const ConnectivityMonitor::HostNameVrfKey& key() const noexcept {
+    return hostStatus_->key();
+  }
   [[nodiscard]] const ConnectivityMonitor::HostStatus::PtrConst& hostStatus() const noexcept {
     return hostStatus_;
   }
@@ -246,7 +251,7 @@ class HostStatusSm : public ScanningSm<Table, typename Table::StatsKey>,
   [[nodiscard]] std::uint32_t versionStats() const noexcept { return version_; }
 
   // For runScanSlice.
-  [[nodiscard]] const Qiv::HashMap<Key, typename Table::Stats>* items() const;
+  [[nodiscard]] const typename Table::StatsMap* items() const;
   void scanItem(const Key& statsKey);
   bool scanChild(const Key& /*statsKey*/, Yielding /*yielding*/) { return false; }
   [[nodiscard]] bool shouldYield(Yielding yielding) const { return parent_.shouldYield(yielding); }
@@ -261,7 +266,6 @@ class HostStatusSm : public ScanningSm<Table, typename Table::StatsKey>,
   void recordVersion();
 
   EntityPtrSm<Table>& parent_;
-  ConnectivityMonitor::HostNameVrfKey hostKey_;
   ConnectivityMonitor::HostStatus::PtrConst hostStatus_;
   std::uint32_t version_ = 0;
 };

@@ -19,12 +19,12 @@ const Qiv::TypeInfo& ScanningSm<Table, Key>::typeInfo() const {
 
 template <class Table, class Key>
 bool ScanningSm<Table, Key>::synchronous() const {
-  return tableSm_.synchronous();
+  return tableSm().synchronous();
 }
 
 template <class Table, class Key>
 bool ScanningSm<Table, Key>::initialScanDone() const {
-  return tableSm_.initialScanDone();
+  return tableSm().initialScanDone();
 }
 
 template <class Table, class Key>

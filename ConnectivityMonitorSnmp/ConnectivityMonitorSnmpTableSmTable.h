@@ -33,6 +33,7 @@ inline void appendTo(RowName& name, const Lintu::IpGenAddr& addr) {
 struct IcmpTable {
   using StatsKey = ConnectivityMonitor::IcmpStatsKey;
   using Stats = ConnectivityMonitor::IcmpStats;
+  using StatsMap = ConnectivityMonitor::HostStatus::IcmpStatsMap;
   using Info = IcmpStatsInfo;
   using InfoSet = IcmpStatsInfoSet;
   using Row = IcmpProbeEntry;
@@ -65,6 +66,7 @@ struct IcmpTable {
 struct HttpTable {
   using StatsKey = ConnectivityMonitor::HttpStatsKey;
   using Stats = ConnectivityMonitor::HttpStats;
+  using StatsMap = ConnectivityMonitor::HostStatus::HttpStatsMap;
   using Info = HttpStatsInfo;
   using InfoSet = HttpStatsInfoSet;
   using Row = HttpProbeEntry;
@@ -94,6 +96,7 @@ struct HttpTable {
 struct TcpTable {
   using StatsKey = ConnectivityMonitor::TcpStatsKey;
   using Stats = ConnectivityMonitor::TcpStats;
+  using StatsMap = ConnectivityMonitor::HostStatus::TcpStatsMap;
   using Info = TcpStatsInfo;
   using InfoSet = TcpStatsInfoSet;
   using Row = TcpProbeEntry;

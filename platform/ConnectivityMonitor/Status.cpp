@@ -42,7 +42,7 @@ HostStatus::Ptr StatusDir::hostStatusIs(const HostNameVrfKey& key) {
   if (HostStatus::Ptr present = hostStatus(key)) {
     return present;
   }
-  HostStatus::Ptr made = Qiv::make<HostStatus>();
+  HostStatus::Ptr made = Qiv::make<HostStatus>(key);
   hostStatus_.set(key, made);
   return made;
 }

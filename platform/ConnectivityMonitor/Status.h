@@ -11,12 +11,15 @@ class HostStatus final : public Qiv::Entity {
  public:
   using Ptr = Qiv::Ptr<HostStatus>;
   using PtrConst = Qiv::Ptr<const HostStatus>;
-  using IcmpStatsMap = Qiv::HashMap<IcmpStatsKey, IcmpStats>;
-  using HttpStatsMap = Qiv::HashMap<HttpStatsKey, HttpStats>;
-  using TcpStatsMap = Qiv::HashMap<TcpStatsKey, TcpStats>;
+  using IcmpStatsMap = Qiv::HashMap<IcmpStatsKey, IcmpStats, Qiv::OwnKey>;
+  using HttpStatsMap = Qiv::HashMap<HttpStatsKey, HttpStats, Qiv::OwnKey>;
+  using TcpStatsMap = Qiv::HashMap<TcpStatsKey, TcpStats, Qiv::OwnKey>;
 
+  explicit HostStatus(HostNameVrfKey key) : key_(std::move(key)) {}
   [[nodiscard]] const Qiv::TypeInfo& typeInfo() const override;
 
+  /// The record's key in its directory.
+  [[nodiscard]] const HostNameVrfKey& key() const noexcept { return key_; }
   [[nodiscard]] const IcmpStatsMap& icmpStats() const noexcept { return icmpStats_; }
   [[nodiscard]] const HttpStatsMap& httpStats() const noexcept { return httpStats_; }
   [[nodiscard]] const TcpStatsMap& tcpStats() const noexcept { return tcpStats_; }
@@ -35,6 +38,7 @@ class HostStatus final : public Qiv::Entity {
   }
 
  private:
+  HostNameVrfKey key_;
   IcmpStatsMap icmpStats_;
   HttpStatsMap httpStats_;
   TcpStatsMap tcpStats_;
