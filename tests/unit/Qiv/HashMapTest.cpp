@@ -330,6 +330,28 @@ TEST(HashMap, AReplacedOrErasedValueGoesAfterTheRoundAndWithoutSubscribersAtOnce
   EXPECT_TRUE(gone);
 }
 
+struct Labelled {
+  Number key;
+  std::string label;
+  friend bool operator==(const Labelled&, const Labelled&) = default;
+};
+
+TEST(HashMap, AValueThatCarriesItsKeyIsItsOwnEntry) {
+  HashMap<Number, Labelled, OwnKey> map;
+  const Reactor<Number> reactor(map.changes());
+  EXPECT_TRUE(map.set({1}, {{1}, "one"}));
+  EXPECT_FALSE(map.set({1}, {{1}, "one"}));
+  EXPECT_TRUE(map.set({1}, {{1}, "uno"}));
+  EXPECT_TRUE(map.set({2}, {{2}, "two"}));
+  ASSERT_NE(map.find({1}), nullptr);
+  EXPECT_EQ(map.find({1})->label, "uno");
+  EXPECT_EQ(map.find({1}), &*map.lowerBound({1}));
+  EXPECT_TRUE(map.erase({1}));
+  EXPECT_EQ(map.begin()->label, "two");
+  EXPECT_EQ(reactor.keys, (std::vector<Number>{{1}, {1}, {2}, {1}}));
+  EXPECT_EQ(map.version(), 4U);
+}
+
 TEST(HashMap, PointersAndStringsAreKeys) {
   bool gone = false;
   const Ptr<Witness> one = make<Witness>(gone);
