@@ -80,8 +80,9 @@ struct ProbeSpec {
 };
 
 struct IcmpMeasurement {
-  double meanMs = 0;       ///< Mean round-trip time of the answered requests.
-  double jitterMs = 0;     ///< Mean absolute difference of successive round-trip times.
+  double meanMs = 0;  ///< Mean round-trip time of the answered requests.
+  /// Mean absolute difference of successive round-trip times; null with fewer than two of them.
+  std::optional<double> jitterMs;
   double lossPercent = 0;  ///< 0 to 100.
 };
 

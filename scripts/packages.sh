@@ -3,14 +3,15 @@
 # fmt is not in the lists: see setup-fmt.sh. Node is not either: any Node from 18 on will do,
 # wherever it came from.
 
-# To build and run the agent, and to walk it.
+# To build and run the programs, and to walk the agent.
 run_packages='
   g++ cmake ninja-build pkgconf
   libsnmp-dev libssl-dev libboost-dev nlohmann-json3-dev libcli11-dev libyaml-cpp-dev
+  libevent-dev libcurl4-openssl-dev libc-ares-dev
   snmp'
 
 # For the tests and checks on top of that.
 test_packages='
   libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
   clang clang-format clang-tidy libclang-rt-dev
-  snmpd smitools iproute2 python3'
+  snmpd smitools iproute2 python3 python3-yaml python3-jsonschema'
