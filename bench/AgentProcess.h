@@ -1,0 +1,40 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// A conmon-snmpd of our own on a free loopback port, with a feed. Ended, by pid, with the object.
+/// Throws std::runtime_error where the agent does not come up or refuses a line.
+class AgentProcess {
+ public:
+  /// `program` is the agent's path.
+  explicit AgentProcess(const std::string& program);
+  AgentProcess(const AgentProcess&) = delete;
+  AgentProcess& operator=(const AgentProcess&) = delete;
+  ~AgentProcess();
+
+  [[nodiscard]] std::uint16_t port() const { return port_; }
+  /// Sends feed lines and waits until all of them are answered with ok.
+  void feed(const std::vector<std::string>& lines);
+
+  /// CPU seconds, user and system, that the process has used.
+  [[nodiscard]] double cpuSeconds() const;
+  /// Memory of its own that it holds now, in bytes (RssAnon of proc(5)).
+  [[nodiscard]] std::size_t anonymousBytes() const;
+
+ private:
+  void connectFeed();
+
+  std::string directory_;
+  std::string feedPath_;
+  std::uint16_t port_;
+  pid_t pid_;
+  int feed_ = -1;
+};
+
+}  // namespace bench
