@@ -97,6 +97,7 @@ void ConnectivityMonitorSnmpAgent::hasNotificationActiveIs(bool active) {
   if (hasNotificationActive() == active) {
     return;
   }
+  const Ptr kept(this);  // Switching on may lead to events, and these to the agent's release.
   notificationActiveIs(active);
   const bool zombies = doZombieReactors();
   qivDoZombieReactors(true);
@@ -171,9 +172,12 @@ ConnectivityMonitorSnmpAgent::Ptr Root::connectivityMonitorSnmpAgentIs(
     return agent_;
   }
   agent_ = nullptr;
-  agent_ = connectivityMonitorSnmpAgentFactory(clientDir, conMonMibRoot, ifMib);
+  const auto made = connectivityMonitorSnmpAgentFactory(clientDir, conMonMibRoot, ifMib);
+  agent_ = made;
   changes().publish(kAgentAttribute);
-  agent_->hasNotificationActiveIs(true);
+  if (agent_ == made) {  // Else a subscriber had something else in mind.
+    made->hasNotificationActiveIs(true);
+  }
   return agent_;
 }
 

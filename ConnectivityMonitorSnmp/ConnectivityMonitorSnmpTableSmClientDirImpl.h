@@ -17,7 +17,9 @@ ClientDirSm<Table>::ClientDirSm(TableSm<Table>& tableSm, Qiv::Dir::PtrConst clie
             "ConnectivityMonitorSnmp::ConnectivityMonitorSnmp#TableSm-ClientDirSm^1InputScanTask1">;
   task1_ = Qiv::make<Ubo::MemberTask<&ClientDirSm::task1Dispatch>>(
       *this, *tableSm.taskScheduler(), Pomel::String(kTaskName), tableSm.taskPriority());
-  subscription_.subscribe(clientDir_->entityPtr().changes());
+  if (items() != nullptr) {
+    subscription_.subscribe(items()->changes());
+  }
 }
 
 template <class Table>
@@ -82,7 +84,8 @@ bool ClientDirSm<Table>::scanChild(const Key& name, Yielding yielding) {
     return false;
   }
   present->doInputScan1(yielding);
-  return !present->scanComplete();
+  // A child that its own events put an end to is not waited for.
+  return child(name) == present && !present->scanComplete();
 }
 
 template <class Table>
@@ -111,18 +114,18 @@ void ClientDirSm<Table>::scanFinishes(std::uint64_t /*count*/) {
 
 template <class Table>
 void ClientDirSm<Table>::handleEntityPtr1(const Key& name) {
-  const auto statusDir =
-      Qiv::ptrCast<const ConnectivityMonitor::StatusDir>(clientDir_->entityPtr(name));
-  auto present = child(name);
-  if (present && present->statusDir() != statusDir) {
-    present->doDeleteAll();
+  const auto statusDirNow = [&] {
+    return Qiv::ptrCast<const ConnectivityMonitor::StatusDir>(clientDir_->entityPtr(name));
+  };
+  if (const auto old = child(name); old && old->statusDir() != statusDirNow()) {
+    // Out of the tree first: its events may lead here again.
     childSmEntityPtrConnectivityMonitorStatusDirPtrConstDel(name);
-    present = nullptr;
+    old->doDeleteAll();
   }
-  if (statusDir && !present) {
-    present = childSmEntityPtrConnectivityMonitorStatusDirPtrConstIs(name, statusDir);
+  if (const auto statusDir = statusDirNow(); statusDir && !child(name)) {
+    const auto made = childSmEntityPtrConnectivityMonitorStatusDirPtrConstIs(name, statusDir);
     if (this->inReactor() && this->initialScanDone()) {
-      present->doInputScan(Yielding::kNever);
+      made->doInputScan(Yielding::kNever);
     }
   }
 }

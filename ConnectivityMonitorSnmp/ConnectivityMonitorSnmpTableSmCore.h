@@ -24,6 +24,9 @@ namespace ConnectivityMonitorSnmp {
 ///
 /// An event carries keys only; what it means is read from the inputs as they are. Rows and counts
 /// have no other writer than the three machines, and outlive them.
+///
+/// Whatever publishes may lead to the release of this object: such members hold a reference to it
+/// for as long as they run.
 template <class Table>
 class TableSm : public Qiv::Entity {
  public:
@@ -142,8 +145,9 @@ class TableSm : public Qiv::Entity {
   void updateRow(const Pomel::String& client, const HostKey& hostKey, const StatsKey& statsKey,
                  std::uint32_t ifIndex, const typename Table::Stats* stats);
   void writeVrfRefCount(const Pomel::String& vrfName, std::uint32_t count);
+  template <class UpToDate>
   void writeRow(ConnectivityMonitorMib& mib, const Snmp::String& index,
-                const Qiv::Optional<RowValue>& value);
+                const Qiv::Optional<RowValue>& value, const UpToDate& upToDate);
   void updateBacklog(const Pomel::String& client, const HostKey& hostKey, const StatsKey& statsKey,
                      const Lintu::IntfId& intfId, bool waiting);
   void cleanUpVrf(const Pomel::String& vrfName);
@@ -158,6 +162,7 @@ class TableSm : public Qiv::Entity {
   void createTasks();
 
   Trace::Handle& trace_;
+  std::uint64_t mergedEvents_ = 0;  ///< Tells an event whether others have run inside it.
   Qiv::Dir::PtrConst clientDir_;
   Qiv::Dir::Ptr conMonMibRoot_;
   IntfSnmp::IfMib::PtrConst ifMib_;

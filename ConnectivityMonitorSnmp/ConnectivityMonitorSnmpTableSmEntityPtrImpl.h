@@ -13,7 +13,9 @@ template <class Table>
 EntityPtrSm<Table>::EntityPtrSm(ClientDirSm<Table>& parent, Pomel::String client,
                                 ConnectivityMonitor::StatusDir::PtrConst statusDir)
     : parent_(parent), client_(std::move(client)), statusDir_(std::move(statusDir)) {
-  subscription_.subscribe(statusDir_->hostStatus().changes());
+  if (items() != nullptr) {
+    subscription_.subscribe(items()->changes());
+  }
 }
 
 template <class Table>
@@ -55,7 +57,8 @@ bool EntityPtrSm<Table>::scanChild(const Key& hostKey, Yielding yielding) {
     return false;
   }
   present->doInputScan1(yielding);
-  return !present->scanComplete();
+  // A child that its own events put an end to is not waited for.
+  return child(hostKey) == present && !present->scanComplete();
 }
 
 template <class Table>
@@ -74,17 +77,16 @@ void EntityPtrSm<Table>::scanFinishes(std::uint64_t count) {
 
 template <class Table>
 void EntityPtrSm<Table>::handleHostStatus1(const Key& hostKey) {
-  const ConnectivityMonitor::HostStatus::PtrConst hostStatus = statusDir_->hostStatus(hostKey);
-  auto present = child(hostKey);
-  if (present && present->hostStatus() != hostStatus) {
-    present->doDeleteAll();
+  if (const auto old = child(hostKey);
+      old && old->hostStatus() != statusDir_->hostStatus(hostKey)) {
+    // Out of the tree first: its events may lead here again.
     childSmHostStatusConnectivityMonitorHostStatusPtrConstDel(hostKey);
-    present = nullptr;
+    old->doDeleteAll();
   }
-  if (hostStatus && !present) {
-    present = childSmHostStatusConnectivityMonitorHostStatusPtrConstIs(hostKey, hostStatus);
+  if (const auto hostStatus = statusDir_->hostStatus(hostKey); hostStatus && !child(hostKey)) {
+    const auto made = childSmHostStatusConnectivityMonitorHostStatusPtrConstIs(hostKey, hostStatus);
     if (this->inReactor() && this->initialScanDone()) {
-      present->doInputScan(Yielding::kNever);
+      made->doInputScan(Yielding::kNever);
     }
   }
 }

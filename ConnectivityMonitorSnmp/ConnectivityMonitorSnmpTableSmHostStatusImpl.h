@@ -8,8 +8,10 @@ template <class Table>
 HostStatusSm<Table>::HostStatusSm(EntityPtrSm<Table>& parent,
                                   ConnectivityMonitor::HostStatus::PtrConst hostStatus)
     : parent_(parent), hostStatus_(std::move(hostStatus)) {
-  this->link(items()->changes());
-  recordVersion();
+  if (items() != nullptr) {
+    this->link(items()->changes());
+    recordVersion();
+  }
 }
 
 template <class Table>
@@ -85,15 +87,15 @@ void HostStatusSm<Table>::handleStats1Reactor(const Key& statsKey) {
   if (!this->reacts()) {
     return;
   }
+  const Qiv::Ptr keptParent(&parent_);
   const typename HostStatusSm::Reacting reacting(*this);
+  recordVersion();  // Before the event: it may lead to the removal of the whole record.
   (shell().*Shells<Table>::kHandleStats1)(statsKey);
-  recordVersion();
 }
 
 template <class Table>
 void HostStatusSm<Table>::doDeleteAll() {
-  // The record has left the store already: this reference keeps what was in it.
-  const auto hostStatus = hostStatus_;
+  // The record has left the store already: this machine's reference keeps what was in it.
   const auto& entries = *items();
   if (entries.version() != version_) {
     Pomel::fatal(
@@ -101,10 +103,13 @@ void HostStatusSm<Table>::doDeleteAll() {
               "We missed notifications that happened to @Stats before the enclosing entity got "
               "deleted">);
   }
-  for (auto at = entries.begin(); at != entries.end();) {
-    const Key statsKey = at->key;
+  std::vector<Key> gone;  // Whatever the events lead to, each entry is told of once.
+  gone.reserve(entries.size());
+  for (const auto& entry : entries) {
+    gone.push_back(entry.key);
+  }
+  for (const Key& statsKey : gone) {
     parent_.onChildEvent1(key(), statsKey);
-    at = entries.upperBound(statsKey);
   }
 }
 

@@ -12,8 +12,10 @@ IfMibSm<Table>::IfMibSm(TableSm<Table>& tableSm, IntfSnmp::IfMib::PtrConst ifMib
             "ConnectivityMonitorSnmp::ConnectivityMonitorSnmp#TableSm-IfMibSm^0InputScanTask0">;
   task0_ = Qiv::make<Ubo::MemberTask<&IfMibSm::task0Dispatch>>(
       *this, *tableSm.taskScheduler(), Pomel::String(kTaskName), tableSm.taskPriority());
-  subscription_.subscribe(ifMib_->ifIndexByIntfId().changes());
-  recordVersion();
+  if (items() != nullptr) {
+    subscription_.subscribe(items()->changes());
+    recordVersion();
+  }
 }
 
 template <class Table>
@@ -112,8 +114,8 @@ void IfMibSm<Table>::handleIfIndexByIntfId0Reactor(const Key& intfId) {
     return;
   }
   const typename IfMibSm::Reacting reacting(*this);
-  handleIfIndexByIntfId0(intfId);
   recordVersion();
+  handleIfIndexByIntfId0(intfId);
 }
 
 template <class Table>

@@ -23,7 +23,12 @@ namespace ConnectivityMonitorSnmp {
 ///
 /// Each turns every changed key into one event of the pipeline and scans its collection once per
 /// pass. Invariants: a child exists exactly for the entities that its parent has handled; a scan's
-/// state is set before anything is published about it, as publishing re-enters.
+/// state is set before anything is published about it, as publishing re-enters; a machine that is
+/// no longer in the tree is switched off.
+///
+/// Events lead to rows, rows to subscribers, and subscribers may change the inputs or drop the
+/// agent. So whoever calls into a machine holds it, and every way in from outside (a reactor, a
+/// slice) holds the table state machine as well.
 
 template <class Table>
 class TableSm;
@@ -52,6 +57,17 @@ class ScanningSm : public Yex::InputSm {
   bool scanEnds();
   [[nodiscard]] static bool asksToYield(const Ubo::Task::Ptr& task, bool synchronous,
                                         Yielding yielding);
+
+  /// A reactor's run: the machine is marked, and held together with the table state machine, which
+  /// what is handled may be the end of.
+  class Reacting {
+   public:
+    explicit Reacting(ScanningSm& sm) : tableSm_(&sm.tableSm()), marked_(sm) {}
+
+   private:
+    Qiv::Ptr<TableSm<Table>> tableSm_;
+    Yex::InputSm::Reacting marked_;
+  };
 
  private:
   InputScan<Key> scan_;

@@ -75,6 +75,7 @@ void TableSm<Table>::createTasks() {
 
 template <class Table>
 void TableSm<Table>::hasNotificationActiveIs(bool active) {
+  const Qiv::Ptr<TableSm> kept(this);
   notificationActiveIs(active);
   subscription_.activeIs(active, scanState_->changes());
   clientDirSm_->hasNotificationActiveIs(active);

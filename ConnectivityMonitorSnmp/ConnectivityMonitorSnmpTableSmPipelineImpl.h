@@ -6,6 +6,9 @@
 /// VRF's clean-up. A count moves with every event, not with rows coming and going; what brings it
 /// back is the removal of records and the reconciliation. A removed ifIndex, and a removal that no
 /// count covers, mean that the inputs broke their promises: the process stops.
+///
+/// Every write publishes, and a subscriber may change the inputs, so that further events run inside
+/// this one, or drop the agent. The innermost event is the newest: what it wrote stays.
 
 #include <optional>
 #include <vector>
@@ -40,6 +43,7 @@ void TableSm<Table>::eventToIfMibStream(const Lintu::IntfId& intfId,
     Pomel::fatal(
         fmt::format("{} Internal error, deletion doesn't happen", PlyxCode::plyxPrint(intfId)));
   }
+  const Qiv::Ptr<TableSm> keptThis(this);
   const auto* waiting = localAttrStore_->intfToStatsBacklog().find(intfId);
   if (waiting == nullptr) {
     trace<"filter( @StatsInfoSetOpt ) failed, terminating pipeline">(6);
@@ -51,6 +55,9 @@ void TableSm<Table>::eventToIfMibStream(const Lintu::IntfId& intfId,
       6, kept->infos().size());
   const std::vector<typename Table::Info> elements(kept->infos().begin(), kept->infos().end());
   for (const typename Table::Info& info : elements) {
+    if (!kept->infos().contains(info)) {
+      continue;  // An event inside one of these has taken it out.
+    }
     trace<"Flattening element: {}">(9, info);
     (shell().*Shell::kEventToMaybeUpdateMib)(info.client(), info.hostKey(), info.statsKey(),
                                              intfId);
@@ -66,7 +73,8 @@ void TableSm<Table>::eventToMaybeUpdateMib(const Pomel::String& client, const Ho
   trace<
       "maybeUpdateMib#Table = merge( @Stream, ifMib#Stream ): "
       "client={} hostKey={} @StatsKey={} intfId={}">(7, client, hostKey, statsKey, intfId);
-  const Qiv::Ptr<TableSm> kept(this);  // Writing publishes, and a subscriber may drop the agent.
+  const Qiv::Ptr<TableSm> kept(this);
+  ++mergedEvents_;
   const typename Table::Stats* const stats = findStats(client, hostKey, statsKey);
   const bool present = stats != nullptr;
   const std::uint32_t* const ifIndex = ifMib_->ifIndexByIntfId().find(intfId);
@@ -99,27 +107,29 @@ template <class Table>
 void TableSm<Table>::updateRow(const Pomel::String& client, const HostKey& hostKey,
                                const StatsKey& statsKey, std::uint32_t ifIndex,
                                const typename Table::Stats* stats) {
+  const std::uint64_t event = mergedEvents_;
   RowName name;
   appendTo(name, client.view());
   appendTo(name, hostKey.hostName().view());
   Table::appendProbe(name, statsKey);
   appendTo(name, ifIndex);
   const Snmp::String index = ConnectivityMonitorMib::uniqueKey({name.data(), name.size()});
-  // A copy: writing publishes, and a subscriber may change the record.
+  // A copy: the record may change while this is under way.
   Qiv::Optional<RowValue> value;
   if (stats != nullptr) {
     value = Table::rowValue(index, *stats, client, hostKey.hostName(), statsKey, ifIndex);
   }
 
   const Pomel::String& vrfName = hostKey.vrfName();
-  const std::uint32_t currRef = vrfRefCount_->vrfRefCount(vrfName);
-  if (!value && currRef == 0) {
+  if (!value && vrfRefCount_->vrfRefCount(vrfName) == 0) {
     Pomel::fatal("Cannot decrement a refcount of zero");
   }
   const MibPtr mib = conMonMibForVrf(vrfName, conMonMibRoot_);
   if (vrfPass_.reconciling) {
     vrfSeenIs(VrfKey(vrfName));
   }
+  // Read after the object was made, which may have led to events of all three tables.
+  const std::uint32_t currRef = vrfRefCount_->vrfRefCount(vrfName);
   writeVrfRefCount(vrfName, value ? currRef + 1 : currRef - 1);
   if (!mib) {
     if constexpr (Table::kMissingMibThrows) {
@@ -131,7 +141,14 @@ void TableSm<Table>::updateRow(const Pomel::String& client, const HostKey& hostK
   if (mibPass_.reconciling) {
     mibSeenIs(mib)->seenIs(typename Seen::KeyType(index));
   }
-  writeRow(*mib, index, value);
+  writeRow(*mib, index, value, [&] {
+    if (mergedEvents_ == event) {
+      return true;
+    }
+    const typename Table::Stats* const now = findStats(client, hostKey, statsKey);
+    return value ? now != nullptr && *now == std::get<typename Table::Stats>(*value)
+                 : now == nullptr;
+  });
 }
 
 template <class Table>
@@ -146,16 +163,22 @@ void TableSm<Table>::writeVrfRefCount(const Pomel::String& vrfName, std::uint32_
   }
 }
 
+/// `upToDate` tells whether the record still is what `value` was made of.
 template <class Table>
+template <class UpToDate>
 void TableSm<Table>::writeRow(ConnectivityMonitorMib& mib, const Snmp::String& index,
-                              const Qiv::Optional<RowValue>& value) {
+                              const Qiv::Optional<RowValue>& value, const UpToDate& upToDate) {
+  if (!upToDate()) {
+    return;
+  }
   if (!value) {
     trace<"into( conMonMib.@Table[ index ] ): deleting k1={}">(7, index);
     (mib.*Table::kRowDel)(index);
     return;
   }
   trace<"into( conMonMib.@Table[ index ] ): inserting k1={}, value={}">(7, index, *value);
-  if (const auto* const row = (mib.*Table::kRows)().find(index)) {
+  const auto& rows = (mib.*Table::kRows)();
+  while (const auto* const row = rows.find(index)) {
     const bool same = std::apply(
         [&](const Snmp::String& /*index*/, const auto&... arguments) {
           return row->arguments() == std::tie(arguments...);
@@ -165,6 +188,12 @@ void TableSm<Table>::writeRow(ConnectivityMonitorMib& mib, const Snmp::String& i
       return;
     }
     (mib.*Table::kRowDel)(index);
+    if (!rows.changes().hasSubscribers()) {
+      break;  // Nobody was told, nothing came of it.
+    }
+    if (!upToDate()) {
+      return;
+    }
   }
   std::apply([&](const auto&... arguments) { (mib.*Table::kRowIs)(arguments...); }, *value);
 }
@@ -195,12 +224,16 @@ void TableSm<Table>::cleanUpVrf(const Pomel::String& vrfName) {
     return;
   }
   cleanUpConMonMibForVrf(vrfName, conMonMibRoot_);
+  if (vrfRefCount_->vrfRefCount(vrfName) != 0) {
+    return;  // The object's end led to events that brought the VRF back.
+  }
   trace<"into( vrfRefCount.vrfRefCount[ vrfName ] ): deleting k1={}">(7, vrfName);
   vrfRefCount_->vrfRefCountDel(vrfName);
 }
 
 template <class Table>
 void TableSm<Table>::doDeleteAll() {
+  const Qiv::Ptr<TableSm> kept(this);
   clientDirSm_->doDeleteAll();
   ifMibSm_->doDeleteAll();
 }

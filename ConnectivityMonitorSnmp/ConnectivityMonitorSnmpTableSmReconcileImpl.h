@@ -21,6 +21,7 @@ void TableSm<Table>::inputSmScanStateDispatch(const std::string_view& attribute)
 
 template <class Table>
 void TableSm<Table>::handleOutputs() {
+  const Qiv::Ptr<TableSm> kept(this);
   (shell().*Shell::kBacklogOutputInputReady)();
   (shell().*Shell::kMibOutputInputReady)();
   (shell().*Shell::kVrfOutputInputReady)();
@@ -77,6 +78,7 @@ bool TableSm<Table>::mayReconcile(bool alreadyReady) {
 
 template <class Table>
 void TableSm<Table>::handleBacklogOutputInputReady() {
+  const Qiv::Ptr<TableSm> kept(this);
   if (!initialized_) {
     return;
   }
@@ -205,6 +207,7 @@ bool TableSm<Table>::runDeletionPass(Cursor cursor, Pass& pass) {
 
 template <class Table>
 void TableSm<Table>::handleMibOutputInputReady() {
+  const Qiv::Ptr<TableSm> kept(this);
   if (!initialized_) {
     return;
   }
@@ -222,6 +225,7 @@ void TableSm<Table>::handleMibOutputInputReady() {
 
 template <class Table>
 void TableSm<Table>::handleVrfOutputInputReady() {
+  const Qiv::Ptr<TableSm> kept(this);
   if (!initialized_) {
     return;
   }

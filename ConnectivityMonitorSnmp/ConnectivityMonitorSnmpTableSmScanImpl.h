@@ -70,7 +70,7 @@ void taskYields(Sm& sm, const Ubo::Task::Ptr& task, std::string_view reason, std
 template <class Sm>
 void nestedYields(Sm& sm, std::string_view reason, std::uint64_t count) {
   sm.tableSm().template trace<"{} {} yielding after {} iterations ({} total items)">(
-      8, PlyxCode::plyxPrint(sm.key()), reason, count, sm.items()->size());
+      8, sm.key(), reason, count, sm.items()->size());
 }
 
 /// The children of a machine, held while they are called: a call may take children out.
