@@ -1,0 +1,119 @@
+// The engine's way out: from the channels' queues, past the pacer, in batches.
+#include <algorithm>
+#include <cstring>
+#include <ranges>
+#include <utility>
+
+#include "monitor/icmp/Engine.h"
+
+namespace Monitor::Icmp {
+
+namespace {
+
+// With the kernel's times of sending a batch may be long. Without them the time taken before the
+// batch stands for all of it, and its last packet waits for the others.
+constexpr std::size_t kStampedBatch = 32;
+constexpr std::size_t kUnstampedBatch = 4;
+
+// On a loopback or a fast network the answers are there at once: reading in between keeps them from
+// filling a socket of the default size.
+constexpr std::size_t kReadAfter = 128;
+
+}  // namespace
+
+void Engine::send() {
+  std::size_t unread = 0;
+  std::size_t allowed = pacer_.allowed(now_());
+  ++firstChannel_;
+  for (std::size_t i = 0; i < channels_.size(); ++i) {
+    Channel& channel = *channels_[(firstChannel_ + i) % channels_.size()];
+    for (bool more = true; more && allowed > 0 && !channel.queue.empty();) {
+      const std::size_t batch = load_.light() ? kStampedBatch : kUnstampedBatch;
+      const std::size_t went = sendBatch(channel, std::min(allowed, batch), more);
+      allowed -= went;
+      pacer_.spend(went);
+      load_.sent(went);
+      counters_.sent += went;
+      unread += went;
+      if (unread >= kReadAfter) {
+        network_.receive();
+        unread = 0;
+      }
+    }
+  }
+}
+
+std::size_t Engine::sendBatch(Channel& channel, std::size_t most, bool& more) {
+  if (channel.io() == nullptr) {
+    failQueue(channel, "the socket is gone");
+    more = false;
+    return 0;
+  }
+  takeDue(channel, most);
+  if (batch_.empty()) {
+    return 0;
+  }
+  const Clock::time_point at = now_();
+  const Sent sent = channel.io()->send(batch_);
+  for (std::size_t i = 0; i < sent.count; ++i) {
+    slots_[batchOf_[i]].round.requestSent(at);
+    proceed(batchOf_[i], at);
+  }
+  if (sent.stop != Sent::Stop::kNone) {
+    stopped(channel, sent);
+    more = sent.stop == Sent::Stop::kUnreachable;
+  }
+  return sent.count;
+}
+
+void Engine::takeDue(Channel& channel, std::size_t most) {
+  batch_.clear();
+  batchOf_.clear();
+  const Clock::time_point latest = now_() - settings_.latestSend;
+  while (!channel.queue.empty() && batch_.size() < most) {
+    const Channel::Waiting who = channel.queue.front();
+    channel.queue.pop_front();
+    if (!stillWaits(who, Phase::kQueued)) {
+      continue;
+    }
+    Slot& slot = slots_[who.slot];
+    if (slot.due < latest) {
+      slot.text = "requests could not be sent in time";
+      end(who.slot, RoundResult::Verdict::kOverloaded);
+      continue;
+    }
+    const Echo echo = slot.round.nextRequest(who.slot, channel.io()->identifier());
+    batch_.push_back({&slot.to, writeRequest(channel.io()->framing(), echo)});
+    batchOf_.push_back(who.slot);
+  }
+}
+
+void Engine::stopped(Channel& channel, const Sent& sent) {
+  std::size_t behind = sent.count;
+  if (sent.stop == Sent::Stop::kUnreachable) {
+    const TargetId id = batchOf_[behind++];
+    ++counters_.unsendable;
+    slots_[id].text = std::strerror(sent.error);
+    slots_[id].round.requestUnsendable();
+    proceed(id, now_());
+  }
+  for (std::size_t i = batchOf_.size(); i-- > behind;) {
+    channel.queue.push_front(waiting(batchOf_[i]));
+  }
+  if (sent.stop == Sent::Stop::kBusy) {
+    ++counters_.busy;
+  } else if (sent.stop == Sent::Stop::kBroken) {
+    failQueue(channel, std::strerror(sent.error));
+    channel.close();
+  }
+}
+
+void Engine::failQueue(Channel& channel, const std::string& text) {
+  for (const Channel::Waiting& who : std::exchange(channel.queue, {})) {
+    if (stillWaits(who, Phase::kQueued)) {
+      fail(who.slot, text);
+    }
+  }
+}
+
+}  // namespace Monitor::Icmp
