@@ -4,7 +4,7 @@
 
 namespace Agent {
 
-std::string quoted(std::string_view text) {
+std::string quote(std::string_view text) {
   constexpr int kNoIndent = -1;
   constexpr bool kAscii = true;
   return nlohmann::json(text).dump(kNoIndent, ' ', kAscii,

@@ -7,6 +7,6 @@ namespace Agent {
 
 /// `text` between double quotes, with everything that a log line or a terminal could trip over
 /// escaped as in JSON.
-[[nodiscard]] std::string quoted(std::string_view text);
+[[nodiscard]] std::string quote(std::string_view text);
 
 }  // namespace Agent

@@ -18,17 +18,15 @@ constexpr std::size_t kMaxWarnings = 1000;
 std::string describe(const IcmpTarget& target) {
   return fmt::format("icmp {}", target.address.stringValue());
 }
-std::string describe(const HttpTarget& target) {
-  return fmt::format("http {}", quoted(target.url));
-}
+std::string describe(const HttpTarget& target) { return fmt::format("http {}", quote(target.url)); }
 std::string describe(const TcpTarget& target) {
   return fmt::format("tcp {} port {}", target.address.stringValue(), target.port);
 }
 
 std::string describe(const Ledger::Record& record) {
   return fmt::format(
-      "client {} host {} interface {} {}", quoted(record.client()), quoted(record.host->name),
-      quoted(record.interface == nullptr ? "" : record.interface->name.view()),
+      "client {} host {} interface {} {}", quote(record.client()), quote(record.host->name),
+      quote(record.interface == nullptr ? "" : record.interface->name.view()),
       std::visit([](const auto& target) { return describe(target); }, record.target));
 }
 
@@ -145,7 +143,7 @@ void RecordBook::warnOfSharing(const Ledger::Record& later, const Ledger::Record
     return;
   }
   warn_(fmt::format("two records of VRF {} have one row and the later one shows: {}; {}",
-                    quoted(later.vrf()), describe(later), describe(earlier)));
+                    quote(later.vrf()), describe(later), describe(earlier)));
   if (warned_.size() == kMaxWarnings) {
     warn_("no further warnings of records that have one row");
   }

@@ -50,6 +50,8 @@ class RecordBook {
   void restore(const Withdrawn& record);
   /// Precondition: no record is bound to the interface.
   void ifIndexIs(const Pomel::String& interface, std::uint32_t ifIndex);
+  /// The plug-in's agent was replaced, and counts from zero again. Precondition: no records.
+  void agentReplaced() { counts_.clear(); }
 
  private:
   bool publish(Ledger::Record& record, const Measurements& measured);

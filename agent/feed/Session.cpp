@@ -108,7 +108,7 @@ void Session::apply(Operation operation) {
 void Session::answerOk() { output_ += "{\"ok\":true}\n"; }
 
 void Session::answerRefusal(std::string_view error) {
-  output_ += fmt::format("{{\"ok\":false,\"error\":{},\"line\":{}}}\n", quoted(error), lineNumber_);
+  output_ += fmt::format("{{\"ok\":false,\"error\":{},\"line\":{}}}\n", quote(error), lineNumber_);
 }
 
 }  // namespace Agent

@@ -1,0 +1,108 @@
+#include "agent/Process.h"
+
+#include <list>
+#include <optional>
+
+#include "Snmp/CentrumUtil.h"
+#include "agent/Log.h"
+#include "agent/Signals.h"
+#include "agent/TraceOutput.h"
+#include "agent/feed/FeedFile.h"
+#include "agent/feed/FeedServer.h"
+#include "agent/feed/FeedWork.h"
+#include "agent/plugin/SchedulerWork.h"
+#include "agent/plugin/StartGate.h"
+#include "agent/snmp/ContextCommunities.h"
+#include "agent/snmp/SnmpEndpoint.h"
+#include "agent/store/StoreFeed.h"
+
+namespace Agent {
+
+namespace {
+
+/// Feed changes that may wait: enough to be worth a batch, little against the records themselves.
+constexpr std::size_t kQueueCapacity = 4096;
+
+SnmpSettings snmpSettings(const Settings& settings) {
+  SnmpSettings snmp;
+  if (!settings.agentx) {
+    snmp.listen = settings.listen.value_or(std::vector{std::string(kDefaultListen)});
+  }
+  snmp.agentx = settings.agentx;
+  snmp.conf = settings.snmpConf;
+  return snmp;
+}
+
+/// The state store's directories that meet the outside.
+struct Store {
+  Qiv::Dir::Ptr root = Qiv::make<Qiv::Dir>("");
+  PluginInputs inputs{Qiv::dirAt(root, "connectivityMonitor/status"),
+                      Qiv::dirAt(root, "snmp/connectivityMonitor/conMonMib"),
+                      Qiv::make<IntfSnmp::IfMib>()};
+
+  Store() {
+    Qiv::dirAt(root, "snmp")->entityIs("ifMib", inputs.ifMib);
+    Snmp::CentrumUtil::agentRootIs(root);
+  }
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+  ~Store() { Snmp::CentrumUtil::agentRootIs(nullptr); }
+};
+
+}  // namespace
+
+void runAgent(const Settings& settings) {
+  const auto budget = settings.sliceBudget.value_or(Ubo::kSliceBudget);
+  const TraceOutput trace(settings.trace.value_or(TraceLevels()), settings.traceFile);
+  EventLoop loop(budget);
+  std::optional<StartGate> gate;
+  const Signals signals(loop, [&gate] { gate->replaceAgent(); });
+
+  const auto scheduler = Ubo::findOrCreateScheduler(Ubo::kDefaultScheduler);
+  scheduler->yieldPolicyIs(std::make_unique<Ubo::DeadlinePolicy>(budget));
+  SchedulerWork schedulerWork(scheduler);
+
+  // Requests may come in as soon as the sockets are open; until records flow they find empty
+  // tables.
+  SnmpEndpoint snmp(snmpSettings(settings), logLine);
+  std::optional<ContextCommunities> communities;
+  if (!settings.agentx) {
+    communities.emplace(settings.community.value_or(std::string(kDefaultCommunity)));
+  }
+
+  const Store store;
+  PluginHost plugin(settings.plugin.value_or(defaultPlugin()),
+                    Qiv::dirAt(store.root, "snmp/connectivityMonitor"));
+  StoreFeed storeFeed(
+      store.inputs.clientDir, store.inputs.ifMib,
+      [&plugin](const Pomel::String& vrf, std::uint32_t count) { plugin.vrfCountIs(vrf, count); });
+  RecordBook book(storeFeed, logLine);
+  OperationQueue queue(kQueueCapacity);
+  Applier applier(queue, book);
+  ApplierWork applierWork(applier);
+  gate.emplace(plugin, store.inputs, scheduler, book, applier);
+
+  ClientRegistry clients(&Clock::now, [&queue](const Pomel::String& client) {
+    queue.push({client, RemoveClient{}});
+  });
+  HoldTimer holdTimer(clients);
+  std::optional<FeedServer> server;
+  if (settings.feed) {
+    server.emplace(loop, *settings.feed, clients, queue);
+    loop.workAdd(*server);
+  }
+  std::list<FeedFile> files;
+  for (const std::string& path : settings.feedFiles.value_or(std::vector<std::string>())) {
+    loop.workAdd(files.emplace_back(path, clients, queue, logLine));
+  }
+
+  loop.requestSourceIs(snmp);
+  loop.workAdd(schedulerWork);
+  loop.workAdd(*gate);
+  loop.workAdd(applierWork);
+  loop.timerAdd(holdTimer);
+  gate->start();
+  loop.run();
+}
+
+}  // namespace Agent

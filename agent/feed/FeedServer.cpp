@@ -1,0 +1,176 @@
+#include "agent/feed/FeedServer.h"
+
+#include <fmt/format.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "agent/StartError.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int kBacklog = 64;
+
+[[noreturn]] void fail(const std::string& path, std::string_view what) {
+  throw StartError(fmt::format("--feed {}: {}", path, what));
+}
+
+sockaddr_un addressOf(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.empty() || path.size() >= sizeof address.sun_path) {
+    fail(path, fmt::format("expected a path of 1 to {} bytes", sizeof address.sun_path - 1));
+  }
+  path.copy(address.sun_path, path.size());
+  return address;
+}
+
+Fd newSocket(const std::string& path) {
+  Fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!fd.valid()) {
+    fail(path, std::strerror(errno));
+  }
+  return fd;
+}
+
+/// Takes away the socket of a process that is gone; anything else in the way is an error.
+void clearPath(const std::string& path, const sockaddr_un& address) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) {
+    return;
+  }
+  if (!S_ISSOCK(status.st_mode)) {
+    fail(path, "exists and is no socket");
+  }
+  const Fd probe = newSocket(path);
+  if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
+      errno != ECONNREFUSED) {
+    fail(path, "another process listens there");
+  }
+  unlink(path.c_str());
+}
+
+Fd listenAt(const std::string& path) {
+  const sockaddr_un address = addressOf(path);
+  clearPath(path, address);
+  Fd fd = newSocket(path);
+  if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      listen(fd.get(), kBacklog) != 0) {
+    fail(path, std::strerror(errno));
+  }
+  return fd;
+}
+
+}  // namespace
+
+FeedServer::Connection::Connection(FeedServer& server, Fd socket)
+    : fd(std::move(socket)),
+      session(server.clients_, server.queue_),
+      watch(server.loop_, fd.get(),
+            [this, &server](EventLoop::Ready ready) { server.ready(*this, ready); }) {}
+
+FeedServer::FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients,
+                       OperationQueue& queue)
+    : loop_(loop),
+      path_(std::move(path)),
+      clients_(clients),
+      queue_(queue),
+      fd_(listenAt(path_)),
+      watch_(loop, fd_.get(), [this](EventLoop::Ready) { accept(); }) {
+  acceptingIs(true);
+}
+
+FeedServer::~FeedServer() { unlink(path_.c_str()); }
+
+void FeedServer::accept() {
+  Fd socket(accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+  if (socket.valid()) {
+    settle(connections_.emplace_back(*this, std::move(socket)));
+  } else if (!connections_.empty() && (errno == EMFILE || errno == ENFILE)) {
+    // Asking again at once would only spin; the next connection that closes frees a descriptor.
+    acceptingIs(false);
+  }
+  if (connections_.size() >= kMaxConnections) {
+    acceptingIs(false);
+  }
+}
+
+void FeedServer::ready(Connection& connection, EventLoop::Ready ready) {
+  if (ready.writable) {
+    send(connection);
+  }
+  if (ready.readable && connection.session.wantsInput()) {
+    receive(connection);
+  }
+  settle(connection);
+}
+
+void FeedServer::receive(Connection& connection) {
+  std::array<char, LineBuffer::kMaxLine> buffer;
+  const ssize_t got = recv(connection.fd.get(), buffer.data(), buffer.size(), 0);
+  if (got > 0) {
+    connection.session.receive({buffer.data(), static_cast<std::size_t>(got)});
+  } else if (got == 0 || (errno != EAGAIN && errno != EINTR)) {
+    connection.session.inputEnded(Session::End::kClosed);
+  }
+}
+
+void FeedServer::send(Connection& connection) {
+  const std::string_view output = connection.session.output();
+  if (output.empty()) {
+    return;
+  }
+  if (connection.mute) {
+    connection.session.outputTaken(output.size());
+    return;
+  }
+  const ssize_t sent = ::send(connection.fd.get(), output.data(), output.size(), MSG_NOSIGNAL);
+  if (sent >= 0) {
+    connection.session.outputTaken(static_cast<std::size_t>(sent));
+  } else if (errno != EAGAIN && errno != EINTR) {
+    // What the client sent before it went still counts; only its answers go nowhere.
+    connection.mute = true;
+    connection.session.outputTaken(output.size());
+  }
+}
+
+void FeedServer::settle(Connection& connection) {
+  if (connection.session.finished() && connection.session.output().empty()) {
+    connections_.remove_if([&](const Connection& other) { return &other == &connection; });
+    acceptingIs(true);
+    return;
+  }
+  connection.watch.interestIs(connection.session.wantsInput(),
+                              !connection.session.output().empty());
+}
+
+bool FeedServer::hasWork() {
+  return std::ranges::any_of(connections_,
+                             [](Connection& connection) { return connection.session.hasWork(); });
+}
+
+void FeedServer::work(Ubo::YieldPolicy& yield) {
+  // Each connection gets its share: the one that was served goes to the end.
+  for (std::size_t count = connections_.size(); count > 0; --count) {
+    Connection& connection = connections_.front();
+    connections_.splice(connections_.end(), connections_, connections_.begin());
+    if (!connection.session.hasWork()) {
+      continue;
+    }
+    connection.session.work(yield);
+    send(connection);
+    settle(connection);
+    if (yield.shouldYield()) {
+      return;
+    }
+  }
+}
+
+}  // namespace Agent

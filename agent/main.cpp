@@ -1,0 +1,32 @@
+#include <cstdio>
+#include <cstdlib>
+
+#include "agent/Log.h"
+#include "agent/Process.h"
+#include "agent/StartError.h"
+#include "agent/config/CommandLine.h"
+#include "agent/config/ConfigFile.h"
+
+int main(int argc, char** argv) {
+  try {
+    const auto parsed = Agent::parseCommandLine(argc, argv);
+    if (const auto* printout = std::get_if<Agent::Printout>(&parsed)) {
+      std::fputs(printout->text.c_str(), stdout);
+      return EXIT_SUCCESS;
+    }
+    const auto& line = std::get<Agent::CommandLine>(parsed);
+    Agent::Settings settings = line.settings;
+    if (line.config) {
+      settings = Agent::overlaid(settings, Agent::readConfigFile(*line.config));
+    }
+    if (!line.checkConfig) {
+      Agent::runAgent(settings);
+    }
+    return EXIT_SUCCESS;
+  } catch (const Agent::ConfigError& error) {
+    Agent::logLine(error.what());
+  } catch (const Agent::StartError& error) {
+    Agent::logLine(error.what());
+  }
+  return EXIT_FAILURE;
+}
