@@ -85,7 +85,8 @@ const Qiv::TypeInfo& VrfRefCount::typeInfo() const {
   static const Qiv::TypeInfo type{
       "ConnectivityMonitorSnmp::VrfRefCount",
       nullptr,
-      {Qiv::collection<static_cast<All>(&VrfRefCount::vrfRefCount)>("vrfRefCount")}};
+      {Qiv::collection<static_cast<All>(&VrfRefCount::vrfRefCount), &VrfRefCount::vrfRefCountIs>(
+          "vrfRefCount")}};
   return type;
 }
 

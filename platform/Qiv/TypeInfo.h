@@ -149,4 +149,14 @@ template <auto Get>
           }};
 }
 
+/// As above, with the mutator `Is` that enters one element.
+template <auto Get, auto Is>
+[[nodiscard]] Attribute collection(std::string_view name) {
+  Attribute made = collection<Get>(name);
+  made.call = [](Entity& entity, std::span<const Value> arguments) {
+    return Impl::MemberOf<decltype(Is)>::call(entity, Is, arguments);
+  };
+  return made;
+}
+
 }  // namespace Qiv

@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -70,6 +71,16 @@ template <class T>
       throw InspectionError("argument is not a string");
     }
     return text->view();
+  } else if constexpr (std::unsigned_integral<T> && sizeof(T) < sizeof(std::uint64_t) &&
+                       !std::same_as<T, bool>) {
+    const auto* number = std::get_if<std::uint64_t>(&value);
+    if (number == nullptr) {
+      throw InspectionError("argument is of another type");
+    }
+    if (*number > std::numeric_limits<T>::max()) {
+      throw InspectionError("argument is out of range");
+    }
+    return static_cast<T>(*number);
   } else {
     const auto* same = std::get_if<T>(&value);
     if (same == nullptr) {
