@@ -104,9 +104,9 @@ Agent::Agent() {
   init_agent("conmon-unit-test");
 }
 
-Agent::~Agent() {
-  snmp_shutdown("conmon-unit-test");
-  shutdown_agent();
+const Agent& Agent::instance() {
+  static const auto* const agent = new Agent;
+  return *agent;
 }
 
 Response Agent::get(std::string_view context, const std::vector<Oid>& names) const {

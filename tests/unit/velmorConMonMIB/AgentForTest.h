@@ -36,14 +36,15 @@ struct Response {
   std::vector<Varbind> varbinds;
 };
 
-/// An agent in this process without sockets or configuration files, up from construction to
-/// destruction. Requests take net-snmp's whole way from the parsed PDU to the answered one.
+/// The agent of this process, without sockets or configuration files. Requests take net-snmp's
+/// whole way from the parsed PDU to the answered one.
 class Agent {
  public:
-  Agent();
+  /// Brought up at its first use and never taken down: net-snmp loses memory when that happens
+  /// twice.
+  [[nodiscard]] static const Agent& instance();
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;
-  ~Agent();
 
   [[nodiscard]] Response get(std::string_view context, const std::vector<Oid>& names) const;
   [[nodiscard]] Response getNext(std::string_view context, const std::vector<Oid>& names) const;
@@ -62,6 +63,9 @@ class Agent {
   /// The handler registered for exactly this OID, or null.
   [[nodiscard]] netsnmp_handler_registration* registration(std::string_view context,
                                                            const Oid& name) const;
+
+ private:
+  Agent();
 };
 
 }  // namespace AgentForTest

@@ -28,7 +28,7 @@ class ModuleFixture : public testing::Test {
   void traceFrom(int level);
   [[nodiscard]] const std::vector<std::string>& traced() const { return lines_; }
 
-  AgentForTest::Agent agent_;
+  const AgentForTest::Agent& agent_ = AgentForTest::Agent::instance();
 
  private:
   Qiv::Dir::Ptr root_;
