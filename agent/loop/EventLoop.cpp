@@ -33,7 +33,10 @@ int EventLoop::timeout(std::optional<std::chrono::milliseconds> longest) {
   if (hasWork()) {
     return 0;
   }
-  std::optional<Clock::time_point> next = source_ == nullptr ? std::nullopt : source_->next();
+  std::optional<Clock::time_point> next;
+  if (source_ != nullptr) {
+    next = source_->next();
+  }
   for (Timer* timer : timers_) {
     const auto due = timer->next();
     if (due && (!next || *due < *next)) {
