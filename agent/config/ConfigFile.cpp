@@ -4,9 +4,7 @@
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -14,6 +12,7 @@
 #include <sstream>
 
 #include "agent/Quote.h"
+#include "agent/Readable.h"
 
 namespace Agent {
 
@@ -37,6 +36,7 @@ class Reader {
         fail(entry.first, "", "expected the name of a setting");
       }
       const std::string key = entry.first.Scalar();
+      keyLine_ = entry.first.Mark().line;
       if (!seen.insert(key).second) {
         fail(entry.first, key, "given twice");
       }
@@ -81,8 +81,10 @@ class Reader {
 
   [[noreturn]] void fail(const YAML::Node& at, const std::string& key,
                          const std::string& what) const {
-    throw ConfigError(fmt::format("{}:{}: {}{}{}", path_, at.Mark().line + 1,
-                                  key.empty() ? "" : nameOf(key), key.empty() ? "" : ": ", what));
+    // The parser puts a value that is not there on the line behind its key.
+    const int line = at.IsNull() ? keyLine_ : at.Mark().line;
+    throw ConfigError(fmt::format("{}:{}: {}{}{}", path_, line + 1, key.empty() ? "" : nameOf(key),
+                                  key.empty() ? "" : ": ", what));
   }
   /// Keys come from outside: one that is no plain name is quoted.
   static std::string nameOf(const std::string& key) {
@@ -160,6 +162,7 @@ class Reader {
   const std::string& path_;
   std::filesystem::path directory_;
   Settings settings_;
+  int keyLine_ = 0;
 };
 
 }  // namespace
@@ -173,14 +176,11 @@ Settings parseConfig(const std::string& text, const std::string& path) {
 }
 
 Settings readConfigFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf())) {
-    // An empty file sets failbit without an error of the system's.
-    if (!file.is_open() || file.bad() || errno != 0) {
-      throw ConfigError(fmt::format("{}: {}", path, std::strerror(errno)));
-    }
+  if (const auto why = whyUnreadable(path)) {
+    throw ConfigError(fmt::format("{}: {}", path, *why));
   }
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
   return parseConfig(text.str(), path);
 }
 

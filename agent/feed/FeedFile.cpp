@@ -7,23 +7,17 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "agent/Readable.h"
 #include "agent/StartError.h"
 
 namespace Agent {
 
 FeedFile::FeedFile(std::string path, ClientRegistry& clients, OperationQueue& queue, Warn warn)
     : path_(std::move(path)), session_(clients, queue), warn_(std::move(warn)) {
-  errno = 0;
+  if (const auto why = whyUnreadable(path_)) {
+    throw StartError(fmt::format("--feed-file {}: {}", path_, *why));
+  }
   file_.open(path_, std::ios::binary);
-  // A directory opens, but cannot be read.
-  if (file_) {
-    file_.peek();
-  }
-  if (!file_.is_open() || file_.bad()) {
-    throw StartError(
-        fmt::format("--feed-file {}: {}", path_, std::strerror(errno != 0 ? errno : EIO)));
-  }
-  file_.clear();
 }
 
 bool FeedFile::hasWork() { return session_.hasWork() || session_.wantsInput(); }

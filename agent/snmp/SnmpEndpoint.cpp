@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "agent/Readable.h"
 #include "agent/StartError.h"
 #include "agent/Version.h"
 #include "agent/snmp/NetSnmp.h"
@@ -63,6 +64,13 @@ SnmpEndpoint::SnmpEndpoint(const SnmpSettings& settings, Log log)
   setAgent(NETSNMP_DS_AGENT_NO_ROOT_ACCESS);
   setAgent(NETSNMP_DS_AGENT_NO_CONNECTION_WARNINGS);
   if (settings.conf) {
+    // net-snmp would take a comma for the end of the path, and go on without a file it cannot read.
+    const auto why = settings.conf->find(',') == std::string::npos
+                         ? whyUnreadable(*settings.conf)
+                         : std::optional<std::string>("expected a path without commas");
+    if (why) {
+      throw StartError(fmt::format("--snmp-conf {}: {}", *settings.conf, *why));
+    }
     netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OPTIONALCONFIG,
                           settings.conf->c_str());
   }
