@@ -1,38 +1,12 @@
 // What runs for every column of every SNMP request allocates nothing.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <concepts>
 #include <limits>
-#include <new>
 
+#include "AllocationCounter.h"
 #include "TablesForTest.h"
 #include "Trace/Trace.h"
-
-namespace {
-std::size_t allocations = 0;
-
-void* allocated(std::size_t size, std::size_t alignment) {
-  ++allocations;
-  void* const memory =
-      std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return memory;
-}
-}  // namespace
-
-// The other forms of operator new are defined by these two.
-void* operator new(std::size_t size) { return allocated(size, alignof(std::max_align_t)); }
-void* operator new(std::size_t size, std::align_val_t alignment) {
-  return allocated(size, static_cast<std::size_t>(alignment));
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
-void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept {
-  std::free(memory);
-}
 
 namespace ConnectivityMonitorSnmp {
 namespace {
@@ -52,9 +26,9 @@ void use(std::string_view text) { sum += text.size(); }
 
 template <class Work>
 std::size_t allocationsOf(Work work) {
-  const std::size_t before = allocations;
+  const std::size_t before = allocationCount();
   work();
-  return allocations - before;
+  return allocationCount() - before;
 }
 
 TEST(Allocation, IsCountedAlsoInsideTheLibraries) {
