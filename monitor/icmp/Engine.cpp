@@ -24,7 +24,8 @@ const std::shared_ptr<Channel>& Engine::channelOf(const Binding& binding, int fa
   if (known != channels_.end()) {
     return *known;
   }
-  return channels_.emplace_back(std::make_shared<Channel>(network_, *this, binding, family));
+  ChannelListener& listener = *this;
+  return channels_.emplace_back(std::make_shared<Channel>(network_, listener, binding, family));
 }
 
 Engine::TargetId Engine::add(const Binding& binding, const Target& target,
@@ -112,7 +113,7 @@ void Engine::proceed(TargetId id, Clock::time_point at) {
   }
 }
 
-void Engine::work() {
+bool Engine::work() {
   const Clock::time_point now = now_();
   const bool allRead = network_.receive();
   if (load_.update(now)) {
@@ -123,8 +124,9 @@ void Engine::work() {
     }
   }
   wheel_.advance(now, [&](TargetId id) { timerFired(id, allRead); });
-  send();
+  const std::size_t sent = send();
   deliver();
+  return sent > 0;
 }
 
 void Engine::timerFired(TargetId id, bool allRead) {

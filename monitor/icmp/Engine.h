@@ -78,16 +78,15 @@ class Engine final : private ChannelListener {
          std::function<std::uint64_t()> random, const Settings& settings = {});
 
   /// `listener` outlives the target.
-  [[nodiscard]] TargetId add(const Binding& binding, const Target& target,
-                             RoundListener& listener);
+  [[nodiscard]] TargetId add(const Binding& binding, const Target& target, RoundListener& listener);
   void remove(TargetId id);
   /// Precondition: no round of the target is under way. Its end comes from a later work().
   void begin(TargetId id);
   /// Gives up the round under way, if there is one: its listener hears nothing of it.
   void cancel(TargetId id);
 
-  /// Reads what came in, judges what is over, sends what is due.
-  void work();
+  /// Reads what came in, judges what is over, sends what is due. True when something was sent.
+  bool work();
   /// When work() has to be called at the latest, if nothing comes in before; null: never.
   [[nodiscard]] std::optional<Clock::time_point> nextWork() const;
 
@@ -147,7 +146,8 @@ class Engine final : private ChannelListener {
   [[nodiscard]] RoundResult resultOf(Slot& slot, RoundResult::Verdict verdict);
   [[nodiscard]] const std::shared_ptr<Channel>& channelOf(const Binding& binding, int family);
 
-  void send();
+  /// Returns how many requests were sent.
+  std::size_t send();
   /// Sends a batch of at most `most`; returns how many went. Sets `more` to whether the channel can
   /// take another now.
   std::size_t sendBatch(Channel& channel, std::size_t most, bool& more);

@@ -1,7 +1,6 @@
 // The engine's way out: from the channels' queues, past the pacer, in batches.
 #include <algorithm>
 #include <cstring>
-#include <ranges>
 #include <utility>
 
 #include "monitor/icmp/Engine.h"
@@ -12,7 +11,7 @@ namespace {
 
 // With the kernel's times of sending a batch may be long. Without them the time taken before the
 // batch stands for all of it, and its last packet waits for the others.
-constexpr std::size_t kStampedBatch = 32;
+constexpr std::size_t kStampedBatch = PacketIo::kMostAtOnce;
 constexpr std::size_t kUnstampedBatch = 4;
 
 // On a loopback or a fast network the answers are there at once: reading in between keeps them from
@@ -21,7 +20,8 @@ constexpr std::size_t kReadAfter = 128;
 
 }  // namespace
 
-void Engine::send() {
+std::size_t Engine::send() {
+  std::size_t sent = 0;
   std::size_t unread = 0;
   std::size_t allowed = pacer_.allowed(now_());
   ++firstChannel_;
@@ -32,8 +32,7 @@ void Engine::send() {
       const std::size_t went = sendBatch(channel, std::min(allowed, batch), more);
       allowed -= went;
       pacer_.spend(went);
-      load_.sent(went);
-      counters_.sent += went;
+      sent += went;
       unread += went;
       if (unread >= kReadAfter) {
         network_.receive();
@@ -41,6 +40,9 @@ void Engine::send() {
       }
     }
   }
+  load_.sent(sent);
+  counters_.sent += sent;
+  return sent;
 }
 
 std::size_t Engine::sendBatch(Channel& channel, std::size_t most, bool& more) {

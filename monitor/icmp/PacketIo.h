@@ -41,8 +41,8 @@ struct Outgoing {
 /// How far a batch got.
 struct Sent {
   enum class Stop : std::uint8_t {
-    kNone,         ///< All were sent.
-    kBusy,         ///< No room for the next one now: in the socket, the queue of the device, memory.
+    kNone,  ///< All were sent.
+    kBusy,  ///< No room for the next one now: in the socket, the queue of the device, memory.
     kUnreachable,  ///< The next one has no way to its target: told of the target, not of us.
     kBroken,       ///< Nothing can be sent: the device is gone, a permission is missing.
   };
@@ -64,7 +64,9 @@ class PacketIo {
   /// What this socket's requests must carry, and its replies do.
   [[nodiscard]] virtual std::uint16_t identifier() const = 0;
 
-  /// Sends in order, up to the first that can't be.
+  static constexpr std::size_t kMostAtOnce = 32;
+
+  /// Sends in order, up to the first that can't be. Precondition: at most kMostAtOnce.
   virtual Sent send(std::span<const Outgoing> batch) = 0;
   /// Whether transmitted() is to be called for what is sent from now on. It costs about a sixth of
   /// a packet's CPU time.

@@ -38,9 +38,7 @@ std::uint16_t checksum(std::span<const std::uint8_t> bytes) {
   return static_cast<std::uint16_t>(~sum);
 }
 
-std::uint8_t requestType(Framing framing) {
-  return isV6(framing) ? ICMP6_ECHO_REQUEST : ICMP_ECHO;
-}
+std::uint8_t requestType(Framing framing) { return isV6(framing) ? ICMP6_ECHO_REQUEST : ICMP_ECHO; }
 
 std::uint8_t replyType(Framing framing) {
   return isV6(framing) ? ICMP6_ECHO_REPLY : ICMP_ECHOREPLY;
