@@ -6,7 +6,7 @@
 # To build and run the programs, and to walk the agent.
 run_packages='
   g++ cmake ninja-build pkgconf
-  libsnmp-dev libssl-dev libboost-dev nlohmann-json3-dev libcli11-dev libyaml-cpp-dev
+  libsnmp-dev libssl-dev libboost-dev libjemalloc-dev nlohmann-json3-dev libcli11-dev libyaml-cpp-dev
   libevent-dev libcurl4-openssl-dev libc-ares-dev
   snmp'
 
