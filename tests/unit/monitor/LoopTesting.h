@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -22,7 +23,10 @@ struct BaseFree {
 /// only keeps a broken test from waiting for ever.
 class TestLoop {
  public:
-  TestLoop() : base_(event_base_new()) {}
+  TestLoop() : base_(event_base_new()) {
+    // As in the program: a peer that is gone is an error of the write, not the end of the process.
+    (void)std::signal(SIGPIPE, SIG_IGN);
+  }
 
   [[nodiscard]] event_base* base() const { return base_.get(); }
   [[nodiscard]] Loop loop() const { return {base(), &Clock::now}; }

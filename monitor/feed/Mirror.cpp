@@ -1,0 +1,90 @@
+#include "monitor/feed/Mirror.h"
+
+#include "monitor/feed/Record.h"
+
+namespace Monitor {
+
+bool Mirror::put(const std::string& key, std::string values, Owner owner) {
+  auto& entry = *entries_.try_emplace(key).first;
+  const bool taken = entry.second.values.has_value() && entry.second.owner != owner;
+  if (!entry.second.values) {
+    ++wanted_;
+  }
+  entry.second.values = std::move(values);
+  entry.second.owner = owner;
+  enqueue(entry);
+  return !taken;
+}
+
+void Mirror::remove(const std::string& key, Owner owner) {
+  const auto found = entries_.find(key);
+  if (found == entries_.end() || found->second.owner != owner || !found->second.values) {
+    return;
+  }
+  found->second.values.reset();
+  --wanted_;
+  enqueue(*found);
+}
+
+void Mirror::enqueue(Entries::value_type& entry) {
+  if (!entry.second.queued) {
+    entry.second.queued = true;
+    queue_.push_back(entry.first);
+    if (onChange_) {
+      onChange_();
+    }
+  }
+}
+
+std::optional<Mirror::Step> Mirror::next() {
+  while (!queue_.empty()) {
+    std::string key = std::move(queue_.front());
+    queue_.pop_front();
+    const auto found = entries_.find(key);
+    if (found == entries_.end()) {
+      continue;
+    }
+    Entry& entry = found->second;
+    entry.queued = false;
+    ++entry.underWay;
+    std::string line = entry.values ? putLine(key, *entry.values) : removeLine(key);
+    return Step{std::move(line), std::move(key)};
+  }
+  return std::nullopt;
+}
+
+void Mirror::answered(const std::string& key) {
+  const auto found = entries_.find(key);
+  if (found == entries_.end()) {
+    return;
+  }
+  Entry& entry = found->second;
+  if (entry.underWay > 0) {
+    --entry.underWay;
+  }
+  if (!entry.values && !entry.queued && entry.underWay == 0) {
+    entries_.erase(found);
+  }
+}
+
+void Mirror::enqueueAll() {
+  for (auto& entry : entries_) {
+    enqueue(entry);
+  }
+}
+
+void Mirror::sayAll() {
+  for (auto& [key, entry] : entries_) {
+    entry.underWay = 0;
+  }
+  enqueueAll();
+}
+
+void Mirror::allRemoved() {
+  std::erase_if(entries_, [](const auto& entry) {
+    return !entry.second.values && entry.second.underWay == 0;
+  });
+  enqueueAll();
+}
+
+}  // namespace Monitor

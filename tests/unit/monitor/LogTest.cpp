@@ -1,0 +1,60 @@
+#include "monitor/log/Log.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Monitor {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+
+class LogTest : public testing::Test {
+ protected:
+  Log log(Severity threshold) {
+    return {threshold, [this] { return now_; },
+            [this](std::string_view line) { lines_.emplace_back(line); }};
+  }
+
+  Clock::time_point now_{1000s};
+  std::vector<std::string> lines_;
+};
+
+TEST_F(LogTest, EachLineIsHeadedByItsPriority) {
+  Log log = LogTest::log(Severity::kInfo);
+  log.error("a");
+  log.warning("b");
+  log.info("c");
+  EXPECT_THAT(lines_, ElementsAre("<3>a\n", "<4>b\n", "<6>c\n"));
+}
+
+TEST_F(LogTest, WhatIsLessSevereThanTheThresholdIsDropped) {
+  Log log = LogTest::log(Severity::kWarning);
+  log.info("c");
+  log.warning("b");
+  EXPECT_THAT(lines_, ElementsAre("<4>b\n"));
+}
+
+TEST_F(LogTest, AnEventMakesOneLineWhateverItsTextHolds) {
+  Log log = LogTest::log(Severity::kWarning);
+  log.warning("a\n<3>forged\x1b[0m");
+  EXPECT_THAT(lines_, ElementsAre("<4>a?<3>forged?[0m\n"));
+}
+
+TEST_F(LogTest, AFloodIsCutAndWhatWasLeftOutIsCounted) {
+  Log log = LogTest::log(Severity::kWarning);
+  for (int i = 0; i < 1000; ++i) {
+    log.warning("x");
+  }
+  log.error("important");
+  EXPECT_EQ(lines_.size(), 201U);
+  EXPECT_EQ(lines_.back(), "<3>important\n");
+  now_ += 10s;
+  log.warning("y");
+  ASSERT_EQ(lines_.size(), 203U);
+  EXPECT_EQ(lines_[201], "<4>800 lines were left out here\n");
+  EXPECT_EQ(lines_[202], "<4>y\n");
+}
+
+}  // namespace
+}  // namespace Monitor
