@@ -39,18 +39,14 @@ void SubscriptionBase::unlink() noexcept {
 }
 
 PublisherBase::~PublisherBase() {
-  for (Round* round = Round::innermost_; round != nullptr; round = round->outer_) {
-    if (round->publisher_ == this) {
-      round->cursor_ = nullptr;
-    }
-  }
+  // That also brings every round in progress to its end.
   while (first_ != nullptr) {
     first_->unlink();
   }
 }
 
 Round::Round(const PublisherBase& publisher) noexcept
-    : publisher_(&publisher), cursor_(publisher.first_), began_(joinClock), outer_(innermost_) {
+    : cursor_(publisher.first_), began_(joinClock), outer_(innermost_) {
   innermost_ = this;
 }
 

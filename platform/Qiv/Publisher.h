@@ -65,12 +65,10 @@ class Round {
   [[nodiscard]] SubscriptionBase* next() noexcept;
 
  private:
-  friend class PublisherBase;
   friend class SubscriptionBase;
 
   static Round* innermost_;
 
-  const PublisherBase* publisher_;
   SubscriptionBase* cursor_;
   std::uint64_t began_;
   Round* outer_;
