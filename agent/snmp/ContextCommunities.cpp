@@ -36,7 +36,7 @@ void configure(std::string line) { netsnmp_config(line.data()); }
 
 }  // namespace
 
-ContextCommunities::ContextCommunities(std::string community) : community_(std::move(community)) {
+void allowLocalReading() {
   for (const char* model : {"v1", "v2c"}) {
     configure(fmt::format("group {0} {1} {0}", kLocal, model));
   }
@@ -44,6 +44,9 @@ ContextCommunities::ContextCommunities(std::string community) : community_(std::
     configure(fmt::format("view {} included {}", kLocal, subtree));
   }
   configure(fmt::format("access {0} \"\" any noauth prefix {0} none none", kLocal));
+}
+
+ContextCommunities::ContextCommunities(std::string community) : community_(std::move(community)) {
   add("");
   for (const Snmp::MibContext& known : Snmp::mibContexts()) {
     contextChanged(known, true);

@@ -11,6 +11,10 @@ struct com2SecEntry_s;
 
 namespace Agent {
 
+/// Gives requests that came with one of the communities below their right to read. Before net-snmp
+/// reads its configuration, which would else complain that nobody has any right.
+void allowLocalReading();
+
 /// Who may read what without further configuration: from this host, COMMUNITY reads the context
 /// without a name and COMMUNITY@CONTEXT each other context, for as long as a MIB module is present
 /// in it; only the monitor's subtree and the system group, and nothing may be written.

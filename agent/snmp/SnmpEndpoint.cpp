@@ -10,6 +10,7 @@
 #include "agent/Readable.h"
 #include "agent/StartError.h"
 #include "agent/Version.h"
+#include "agent/snmp/ContextCommunities.h"
 #include "agent/snmp/NetSnmp.h"
 
 // Of net-snmp's stock modules; no header of the library declares them.
@@ -60,6 +61,8 @@ SnmpEndpoint::SnmpEndpoint(const SnmpSettings& settings, Log log)
   setenv("MIBS", "", 1);
   set(NETSNMP_DS_LIB_DONT_READ_CONFIGS);
   set(NETSNMP_DS_LIB_DONT_PERSIST_STATE);
+  // Even so, net-snmp would make a directory for an index of certificates, where it can.
+  set_persistent_directory("/dev/null");
   setAgent(NETSNMP_DS_AGENT_DONT_LOG_TCPWRAPPERS_CONNECTS);
   setAgent(NETSNMP_DS_AGENT_NO_ROOT_ACCESS);
   setAgent(NETSNMP_DS_AGENT_NO_CONNECTION_WARNINGS);
@@ -81,6 +84,7 @@ SnmpEndpoint::SnmpEndpoint(const SnmpSettings& settings, Log log)
     init_system_mib();
     std::string description = fmt::format("sysdescr conmon-snmpd {}", kVersion);
     netsnmp_config(description.data());
+    allowLocalReading();
     init_snmp(kType);
     listenAt(settings.listen);
   }
