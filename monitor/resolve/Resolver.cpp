@@ -130,10 +130,11 @@ Resolver::Resolver(Loop loop, ResolvePace pace) : loop_(std::move(loop)), pace_(
 Resolver::~Resolver() = default;
 
 void Resolver::vrfsAre(const std::vector<VrfConfig>& vrfs) {
-  channels_.clear();
+  std::map<std::string, std::unique_ptr<AresChannel>> channels;
   for (const VrfConfig& vrf : vrfs) {
-    channels_.emplace(vrf.name, std::make_unique<AresChannel>(loop_.base, vrf));
+    channels.emplace(vrf.name, std::make_unique<AresChannel>(loop_.base, vrf));
   }
+  channels_.swap(channels);
   for (const auto& [key, name] : names_) {
     name->askAnew();
   }

@@ -31,7 +31,8 @@ class Resolver final : public NameSource {
   /// All interests have ended.
   ~Resolver() override;
 
-  /// Where names can be asked for. Reads the lists of name servers anew; names are kept.
+  /// Where names can be asked for. Reads the lists of name servers anew; names are kept. Throws
+  /// std::runtime_error, and then nothing has changed.
   void vrfsAre(const std::vector<VrfConfig>& vrfs);
 
   [[nodiscard]] std::unique_ptr<Interest> follow(const std::string& vrf, const std::string& name,

@@ -1,0 +1,166 @@
+#include "monitor/watch/Watch.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "monitor/feed/Record.h"
+#include "monitor/net/Failure.h"
+
+namespace Monitor {
+
+namespace {
+
+/// Rounds on end without a measurement after which a record is too old to be shown.
+constexpr unsigned kMostUnmeasured = 3;
+
+}  // namespace
+
+Prober& Probers::of(const ProbeConfig& probe) const {
+  if (std::holds_alternative<IcmpParameters>(probe.parameters)) {
+    return icmp;
+  }
+  return std::holds_alternative<TcpParameters>(probe.parameters) ? tcp : http;
+}
+
+Watch::Watch(WatchContext& context, ProbeConfig config)
+    : context_(context), config_(std::move(config)) {
+  begin();
+}
+
+Watch::~Watch() { withdraw(); }
+
+void Watch::configIs(ProbeConfig config) {
+  place_.reset();
+  probe_.reset();
+  name_.reset();
+  address_.reset();
+  config_ = std::move(config);
+  begin();
+}
+
+void Watch::begin() {
+  place_.emplace(context_.schedule, config_.identity(), config_.interval, [this] { startRound(); });
+  if (const auto literal = IpAddress::parse(config_.destination)) {
+    addressIs(*literal);
+    return;
+  }
+  name_ = context_.names.follow(config_.vrf, config_.destination,
+                                [this](const NameAnswer& answer) { nameAnswered(answer); });
+  if (name_->latest()) {
+    nameAnswered(*name_->latest());
+  }
+}
+
+void Watch::nameAnswered(const NameAnswer& answer) {
+  const auto& found = answer.addresses;
+  if (!found.empty()) {
+    nameFailureSaid_ = false;
+    // The present address stays as long as the name has it, whatever the order of the others.
+    if (!address_ || std::ranges::find(found, *address_) == found.end()) {
+      addressIs(found.front());
+    }
+  } else if (address_ && !std::exchange(nameFailureSaid_, true)) {
+    context_.log.warning(fmt::format("{}: {}: {}; keeps {}", title(), config_.destination,
+                                     answer.error, address_->text()));
+  }
+}
+
+void Watch::addressIs(const IpAddress& address) {
+  if (probe_ != nullptr) {
+    place_->finished();  // A round under way ends here, without a result.
+  }
+  address_ = address;
+  probe_ = context_.probers.of(config_).probe(
+      {config_.binding, address, config_.interval, config_.timeout, config_.parameters},
+      [this](const Result& result) { roundDone(result); });
+}
+
+void Watch::startRound() {
+  if (probe_ != nullptr) {
+    probe_->start();
+  } else if (const auto& answer = name_->latest()) {
+    roundDone(noAnswer(fmt::format("{}: {}", config_.destination, answer->error)));
+  } else {
+    place_->finished();  // The name's answer is on its way; the next round will have it.
+  }
+}
+
+void Watch::roundDone(const Result& result) {
+  place_->finished();
+  ++rounds_;
+  failures_ += result.outcome == Outcome::kNoAnswer ? 1 : 0;
+  report(result);
+  const bool first = !last_;
+  last_ = result;
+  publish(result);
+  if (first) {
+    context_.onFirstResult();
+  }
+}
+
+void Watch::publish(const Result& result) {
+  auto values = recordValues(config_, result);
+  if (!values) {
+    if (++unmeasured_ >= kMostUnmeasured) {
+      withdraw();
+    }
+    return;
+  }
+  unmeasured_ = 0;
+  if (!address_ && !std::holds_alternative<HttpParameters>(config_.parameters)) {
+    return;  // The address would be part of the record's key, and there is none.
+  }
+  std::string key = recordKey(config_, address_.value_or(IpAddress()));
+  if (!context_.mirror.put(key, *std::move(values), this) && key != publishedKey_) {
+    context_.log.warning(fmt::format("{}: shares its record with another probe: {}", title(), key));
+  }
+  if (key != publishedKey_) {
+    withdraw();
+    publishedKey_ = std::move(key);
+  }
+}
+
+void Watch::withdraw() {
+  if (!publishedKey_.empty()) {
+    context_.mirror.remove(publishedKey_, this);
+    publishedKey_.clear();
+  }
+}
+
+void Watch::report(const Result& result) {
+  const bool answered = result.outcome == Outcome::kAnswered;
+  if (answered) {
+    if (last_ && last_->outcome != Outcome::kAnswered) {
+      context_.log.warning(fmt::format("{}: answers again", title()));
+    }
+  } else if (!last_ || last_->outcome != result.outcome || last_->text != result.text) {
+    context_.log.warning(
+        fmt::format("{}: {}{}", title(),
+                    result.outcome == Outcome::kNotMeasured ? "not measured: " : "", result.text));
+  }
+}
+
+std::optional<Milliseconds> Watch::resolveTime() const {
+  if (name_ == nullptr || !name_->latest()) {
+    return std::nullopt;
+  }
+  return name_->latest()->took;
+}
+
+std::string Watch::title() const {
+  std::string text = fmt::format("{} (vrf {}) {} ", config_.host, config_.vrf, config_.protocol());
+  if (const auto* http = std::get_if<HttpParameters>(&config_.parameters)) {
+    text += http->url;
+  } else if (const auto* tcp = std::get_if<TcpParameters>(&config_.parameters)) {
+    text += fmt::format("{} port {}", config_.destination, tcp->port);
+  } else {
+    text += config_.destination;
+  }
+  if (!config_.binding.interface.empty()) {
+    text += fmt::format(" through {}", config_.binding.interface);
+  }
+  return text;
+}
+
+}  // namespace Monitor
