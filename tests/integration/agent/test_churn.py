@@ -6,6 +6,7 @@ from support import ber, layout
 from support.case import AgentCase
 from support.churn import Churn
 from support.waiting import until
+from support.walking import END
 
 SEED = 7
 STABLE_ROWS = 25
@@ -64,7 +65,6 @@ class WalksUnderChurn(AgentCase):
 
     def test_two_clients_change_rows_at_once(self):
         with Churn(self.agent, SEED) as churn, Churn(self.agent, SEED + 1, "other"):
-            self.agent.model.withdraw("other")
             self.walk_rows_of_the_first(churn)
 
     def walk_rows_of_the_first(self, churn):
@@ -92,10 +92,9 @@ class WalksUnderChurn(AgentCase):
                     absent = [("noSuchInstance", None)] * len(cells)
                     self.assertIn(cells, [absent, *states])
                     seen.add((probe, key, None if cells == absent else states.index(cells)))
-                return churn.batches >= 20 or churn.error
+                return len(seen) > 2.5 * len(rows) or churn.error
 
-            until(again, "twenty batches of changes")
-            self.assertGreater(len(seen), 2 * len(rows), "rows were seen in several states")
+            until(again, lambda: f"most rows in each of their states; {len(seen)} were seen")
         self.assert_serves(self.agent)
 
     def test_a_walk_side_by_side_stays_in_one_row(self):
@@ -107,11 +106,13 @@ class WalksUnderChurn(AgentCase):
                     oids = [layout.column_oid(probe, column) for column in layout.columns(probe)]
                     heads = oids
                     while True:
-                        names = [oid for oid, _, _ in self.agent.snmp.get_next(*oids).varbinds]
-                        inside = [name[:len(head)] == head for name, head in zip(names, heads)]
+                        got = self.agent.snmp.get_next(*oids).varbinds
+                        names = [oid for oid, _, _ in got]
+                        inside = [oid[:len(head)] == head and kind != END
+                                  for (oid, kind, _), head in zip(got, heads)]
                         if not any(inside):
                             break
-                        self.assertTrue(all(inside), names)
+                        self.assertTrue(all(inside), got)
                         keys = {name[len(heads[0]):] for name in names}
                         self.assertEqual(len(keys), 1, "columns of different rows in one answer")
                         self.assertLess(oids[0], names[0])
