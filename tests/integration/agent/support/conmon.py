@@ -44,7 +44,7 @@ class Agent:
             if self.process.status is not None:
                 return True
             if feed_socket:
-                return self.feed_path.exists()
+                return self._takes_feed_connections()
             return not listen or sockets.inet_sockets(self.process.pid)
 
         until(up, lambda: f"the start of {self.process}")
@@ -53,6 +53,13 @@ class Agent:
         if listen and "Address already in use" in self.process.stderr:
             return False
         raise AssertionError(f"did not start: {self.process}")
+
+    def _takes_feed_connections(self):
+        try:
+            feed.Connection(self.feed_path).close()
+        except (FileNotFoundError, ConnectionRefusedError):
+            return False
+        return True
 
     @property
     def pid(self):

@@ -5,7 +5,7 @@ import select
 import socket
 import threading
 
-from support.waiting import PATIENCE
+from support.waiting import PATIENCE, until
 
 
 class Connection:
@@ -14,8 +14,19 @@ class Connection:
     def __init__(self, path):
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
         self._socket.settimeout(PATIENCE)
-        self._socket.connect(str(path))
         self._received = b""
+        try:
+            until(lambda: self._connected(path), f"a connection to {path}")
+        except BaseException:
+            self.close()
+            raise
+
+    def _connected(self, path):
+        try:
+            self._socket.connect(str(path))
+        except BlockingIOError:
+            return False  # so many wait to be accepted that the kernel takes no more just now
+        return True
 
     def close(self):
         self._socket.close()

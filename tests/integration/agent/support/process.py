@@ -13,6 +13,7 @@ from support.waiting import PATIENCE, until
 
 _SANITIZER_REPORT = re.compile(r"Sanitizer|runtime error:")
 _PR_SET_PDEATHSIG = 1
+_SHOWN = 30  # lines of an output, at its beginning and at its end
 _libc = ctypes.CDLL(None)
 
 
@@ -109,4 +110,7 @@ class Process:
 
     def __str__(self):
         state = "running" if self.status is None else f"ended with {self.status}"
-        return f"{self.name} ({state}: {' '.join(self.argv)}), which said:\n{self.stderr}"
+        lines = self.stderr_lines
+        left_out = [f"[{len(lines) - 2 * _SHOWN} lines]"] if len(lines) > 2 * _SHOWN else []
+        said = [*lines[:_SHOWN], *left_out, *lines[_SHOWN:][-_SHOWN:]]
+        return "\n".join([f"{self.name} ({state}: {' '.join(self.argv)}), which said:", *said])

@@ -43,7 +43,7 @@ class Record:
         self.probe = put["probe"]
         self.interface = put.get("interface", "")
         self.address = Address(put["address"]) if "address" in put else None
-        self.port = put.get("port")
+        self.port = int(put["port"]) if "port" in put else None
         self.url = put.get("url")
         self.measured = {name: floats.single(put.get(name, 0)) for name in _MEASUREMENTS}
 
@@ -85,7 +85,7 @@ class Model:
     def __init__(self):
         self._records = {}
         self._indexes = {}
-        self._turns = 0
+        self.turns = 0
 
     def apply(self, client, line):
         """Takes a line that the agent accepted from this client."""
@@ -93,8 +93,8 @@ class Model:
         if op == "interface":
             self._indexes[line["name"]] = line["ifIndex"]
         elif op == "put":
-            self._turns += 1
-            record = Record(client, line, self._turns)
+            self.turns += 1
+            record = Record(client, line, self.turns)
             self._records[record.key] = record
         elif op == "remove":
             self._records.pop(Record(client, line, 0).key, None)
