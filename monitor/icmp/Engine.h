@@ -64,7 +64,7 @@ struct Settings {
   /// Over all sockets. Twice what 10,000 targets need with 5 requests a second each.
   double packetsPerSecond = 100'000;
   /// A request that could not be sent within this of its time says that we can't keep up.
-  std::chrono::nanoseconds latestSend = std::chrono::milliseconds(250);
+  std::chrono::nanoseconds latestSend = std::chrono::milliseconds(500);
 };
 
 class Engine final : private ChannelListener {

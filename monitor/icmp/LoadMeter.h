@@ -11,7 +11,7 @@ namespace Monitor::Icmp {
 ///
 /// They make a packet about a sixth dearer. Below the limit that is no noticeable part of a core,
 /// and the accuracy is had; above it, where CPU time is what decides, a time taken just before a
-/// small batch is sent has to do.
+/// packet is handed over has to do.
 class LoadMeter {
  public:
   void sent(std::size_t packets) { packets_ += packets; }

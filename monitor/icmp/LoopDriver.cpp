@@ -1,10 +1,8 @@
 #include "monitor/icmp/LoopDriver.h"
 
-#include <event2/event.h>
-
 #include <algorithm>
 #include <chrono>
-#include <new>
+#include <optional>
 
 namespace Monitor::Icmp {
 
@@ -16,21 +14,10 @@ constexpr std::chrono::milliseconds kGather{4};
 }  // namespace
 
 LoopDriver::LoopDriver(const Loop& loop, Engine& engine, int readable)
-    : loop_(loop), engine_(engine) {
-  constexpr auto onEvent = [](evutil_socket_t, short, void* self) {
-    static_cast<LoopDriver*>(self)->run();
-  };
-  timer_ = evtimer_new(loop.base, onEvent, this);
-  readable_ = event_new(loop.base, readable, EV_READ, onEvent, this);
-  if (timer_ == nullptr || readable_ == nullptr) {
-    throw std::bad_alloc();
-  }
-}
-
-LoopDriver::~LoopDriver() {
-  event_free(timer_);
-  event_free(readable_);
-}
+    : loop_(loop),
+      engine_(engine),
+      timer_(loop.base, [this] { run(); }),
+      readable_(loop.base, readable, EV_READ, [this](short) { run(); }) {}
 
 void LoopDriver::wake() {
   if (!soon_) {
@@ -40,8 +27,8 @@ void LoopDriver::wake() {
 }
 
 void LoopDriver::run() {
-  event_del(timer_);
-  event_del(readable_);
+  timer_.cancel();
+  readable_.remove();
   soon_ = true;  // a listener that begins a round is provided for below
   const bool sent = engine_.work();
   soon_ = false;
@@ -50,7 +37,7 @@ void LoopDriver::run() {
   if (sent) {
     next = std::min(next.value_or(Clock::time_point::max()), worked_ + kGather);
   } else {
-    event_add(readable_, nullptr);
+    readable_.add();
   }
   if (next) {
     schedule(std::max(*next, worked_ + Engine::kTick));
@@ -58,12 +45,7 @@ void LoopDriver::run() {
 }
 
 void LoopDriver::schedule(Clock::time_point at) {
-  const auto wait = std::chrono::ceil<std::chrono::microseconds>(
-      std::max(at - loop_.now(), Clock::duration::zero()));
-  timeval time{};
-  time.tv_sec = wait.count() / 1'000'000;
-  time.tv_usec = wait.count() % 1'000'000;
-  event_add(timer_, &time);
+  timer_.set(std::max(at - loop_.now(), Clock::duration::zero()));
 }
 
 }  // namespace Monitor::Icmp

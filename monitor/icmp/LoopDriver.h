@@ -2,8 +2,7 @@
 
 #include "monitor/Prober.h"
 #include "monitor/icmp/Engine.h"
-
-struct event;
+#include "monitor/loop/Event.h"
 
 namespace Monitor::Icmp {
 
@@ -16,9 +15,6 @@ class LoopDriver {
  public:
   /// All outlive it. `readable` is a descriptor that is readable when something came in.
   LoopDriver(const Loop& loop, Engine& engine, int readable);
-  LoopDriver(const LoopDriver&) = delete;
-  LoopDriver& operator=(const LoopDriver&) = delete;
-  ~LoopDriver();
 
   /// A round was begun: the engine wants to work soon.
   void wake();
@@ -29,8 +25,8 @@ class LoopDriver {
 
   const Loop& loop_;
   Engine& engine_;
-  event* timer_;
-  event* readable_;
+  Timer timer_;
+  Event readable_;
   Clock::time_point worked_;
   bool soon_ = false;  ///< The timer is set for the next tick: it can't be set for earlier.
 };
