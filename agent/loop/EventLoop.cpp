@@ -6,8 +6,7 @@
 namespace Agent {
 
 EventLoop::Watch::Watch(EventLoop& loop, int fd, OnReady onReady)
-    : loop_(loop),
-      entry_(loop.watches_.insert(loop.watches_.end(), Entry{fd, 0, true, std::move(onReady)})) {}
+    : entry_(loop.watches_.insert(loop.watches_.end(), Entry{fd, 0, true, std::move(onReady)})) {}
 
 EventLoop::Watch::~Watch() {
   // The entry itself goes at the end of the turn: it may be the one whose callback is running.

@@ -73,7 +73,6 @@ class EventLoop {
       bool alive = true;
       OnReady onReady;
     };
-    EventLoop& loop_;
     std::list<Entry>::iterator entry_;
   };
 
