@@ -292,6 +292,17 @@ TEST(HashMap, TheKeyMayBeAPieceOfTheEntryItself) {
   EXPECT_EQ(reactor.keys, (std::vector<Number>{{1}, {1}}));
 }
 
+TEST(HashMap, AllAreToldTheSameKeyAlsoWhenItsEntryGoesInTheRound) {
+  Map map;
+  map.set({1}, "one");
+  Reactor<Number> eraser(map.changes());
+  const Reactor<Number> second(map.changes());
+  eraser.action = [&](const Number& key) { map.erase(key); };
+  map.set(map.begin()->key, "uno");
+  EXPECT_TRUE(map.empty());
+  EXPECT_EQ(second.keys, (std::vector<Number>{{1}, {1}}));
+}
+
 TEST(HashMap, AnEntrysAddressHoldsWhileOthersComeAndGo) {
   Map map;
   map.set({-1}, "fixed");
