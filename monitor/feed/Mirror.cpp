@@ -6,6 +6,9 @@ namespace Monitor {
 
 bool Mirror::put(const std::string& key, std::string values, Owner owner) {
   auto& entry = *entries_.try_emplace(key).first;
+  if (entry.second.owner == owner && entry.second.values == values) {
+    return true;  // Said, or about to be.
+  }
   const bool taken = entry.second.values.has_value() && entry.second.owner != owner;
   if (!entry.second.values) {
     ++wanted_;

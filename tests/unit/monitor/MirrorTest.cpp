@@ -37,6 +37,16 @@ TEST(Mirror, ChangesOfOneKeyThatWaitAreMerged) {
   EXPECT_THAT(linesOf(mirror), testing::ElementsAre("{\"op\":\"put\",k,v999}\n"));
 }
 
+TEST(Mirror, TheSameValuesAreNotSaidAgainOnOneConnection) {
+  Mirror mirror;
+  mirror.put("k", ",v", &kOne);
+  (void)linesOf(mirror);
+  mirror.put("k", ",v", &kOne);
+  EXPECT_THAT(linesOf(mirror), testing::IsEmpty());
+  mirror.put("k", ",w", &kOne);
+  EXPECT_THAT(linesOf(mirror), testing::SizeIs(1));
+}
+
 TEST(Mirror, ARemovalIsSaidAndThenForgotten) {
   Mirror mirror;
   mirror.put("k", ",v", &kOne);
