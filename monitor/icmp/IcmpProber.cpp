@@ -32,7 +32,9 @@ Result resultOf(const RoundResult& round) {
     text += ", " + round.text;
   }
   return {summary.answered > 0 ? Outcome::kAnswered : Outcome::kNoAnswer,
-          IcmpMeasurement{summary.mean.count(), summary.jitter.count(), summary.lossPercent},
+          IcmpMeasurement{summary.mean.count(),
+                          summary.jitter ? std::optional(summary.jitter->count()) : std::nullopt,
+                          summary.lossPercent},
           std::move(text)};
 }
 

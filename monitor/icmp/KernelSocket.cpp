@@ -44,9 +44,7 @@ SocketError needsPrivilege(const SocketError& raw) {
                          pingGroupRange() + "\"), or the capability CAP_NET_RAW: raw " + raw.text};
 }
 
-bool roomMissing(int error) {
-  return error == EAGAIN || error == ENOBUFS || error == ENOMEM;
-}
+bool roomMissing(int error) { return error == EAGAIN || error == ENOBUFS || error == ENOMEM; }
 
 }  // namespace
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,8 +18,8 @@ struct Summary {
   std::uint32_t late = 0;      ///< Answered, but after their timeout: lost.
   Milliseconds mean{};         ///< Of the round-trip times; 0 when none was answered.
   /// Mean absolute difference of the round-trip times of successive answered requests, in the
-  /// order in which they were sent; 0 with fewer than two.
-  Milliseconds jitter{};
+  /// order in which they were sent; null with fewer than two.
+  std::optional<Milliseconds> jitter;
   double lossPercent = 0;  ///< 0 to 100, of what was sent; 0 when nothing was.
 };
 

@@ -20,7 +20,7 @@ TEST_F(EngineTest, ARoundMeasuresMeanJitterAndLoss) {
   const RoundResult& result = listener.last();
   EXPECT_EQ(result.verdict, Verdict::kMeasured);
   EXPECT_DOUBLE_EQ(result.summary.mean.count(), 30);
-  EXPECT_DOUBLE_EQ(result.summary.jitter.count(), 40.0 / 3);
+  EXPECT_DOUBLE_EQ(result.summary.jitter.value().count(), 40.0 / 3);
   EXPECT_DOUBLE_EQ(result.summary.lossPercent, 20);
 }
 

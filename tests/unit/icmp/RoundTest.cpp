@@ -42,7 +42,7 @@ TEST_F(RoundTest, MeanAndJitterAreThoseOfTheRoundTripTimes) {
   EXPECT_TRUE(round.resolved());
   const Summary summary = round.summarize(1s);
   EXPECT_DOUBLE_EQ(summary.mean.count(), 14.0);
-  EXPECT_DOUBLE_EQ(summary.jitter.count(), (4 + 2 + 0 + 10) / 4.0);
+  EXPECT_DOUBLE_EQ(summary.jitter.value().count(), (4 + 2 + 0 + 10) / 4.0);
   EXPECT_DOUBLE_EQ(summary.lossPercent, 0);
   EXPECT_EQ(summary.answered, 5U);
 }
@@ -52,7 +52,7 @@ TEST_F(RoundTest, JitterTakesNeighboursAmongTheAnsweredInTheOrderOfSending) {
   EXPECT_EQ(answer(0, 200ms), Match::kReordered);
   EXPECT_EQ(answer(2, 50ms), Match::kReordered);
   const Summary summary = round.summarize(1s);
-  EXPECT_DOUBLE_EQ(summary.jitter.count(), (150 + 20) / 2.0);
+  EXPECT_DOUBLE_EQ(summary.jitter.value().count(), (150 + 20) / 2.0);
   EXPECT_DOUBLE_EQ(summary.lossPercent, 40);
 }
 
@@ -60,7 +60,7 @@ TEST_F(RoundTest, OneAnswerHasNoJitter) {
   answer(3, 8ms);
   const Summary summary = round.summarize(1s);
   EXPECT_DOUBLE_EQ(summary.mean.count(), 8);
-  EXPECT_DOUBLE_EQ(summary.jitter.count(), 0);
+  EXPECT_EQ(summary.jitter, std::nullopt);
   EXPECT_DOUBLE_EQ(summary.lossPercent, 80);
 }
 
@@ -68,7 +68,7 @@ TEST_F(RoundTest, NoAnswerIsAllLostAndHasNoTimes) {
   const Summary summary = round.summarize(1s);
   EXPECT_DOUBLE_EQ(summary.lossPercent, 100);
   EXPECT_DOUBLE_EQ(summary.mean.count(), 0);
-  EXPECT_DOUBLE_EQ(summary.jitter.count(), 0);
+  EXPECT_EQ(summary.jitter, std::nullopt);
 }
 
 TEST_F(RoundTest, TheSecondAnswerToARequestIsADuplicateAndChangesNothing) {

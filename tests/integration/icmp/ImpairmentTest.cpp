@@ -1,0 +1,241 @@
+// What is measured against what was injected, over each kind of socket. Bounds on times are ratios
+// of the delay; they bound what reading and answering a packet adds on a busy machine.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "IcmpTesting.h"
+
+namespace Monitor::Testing {
+namespace {
+
+constexpr double kMostAdded = 1.3;
+
+double milliseconds(Clock::duration duration) { return Milliseconds(duration).count(); }
+
+struct Kind {
+  bool v6 = false;
+  bool ping = false;
+};
+
+class Impairment : public LabTest, public ::testing::WithParamInterface<Kind> {
+ protected:
+  void SetUp() override {
+    LabTest::SetUp();
+    if (!IsSkipped()) {
+      allowPingSockets(GetParam().ping);
+    }
+  }
+  static std::string target(int n = 2) {
+    return GetParam().v6 ? "fd99::" + std::to_string(n)
+                         : "10.99." + std::to_string(n / 250) + "." + std::to_string(n % 250 + 1);
+  }
+  [[nodiscard]] ProbeSpec spec(int n = 2, std::uint16_t requests = 5,
+                               std::chrono::nanoseconds timeout = 2s) const {
+    return ProberUnderTest::spec(inLab(), target(n), requests, timeout);
+  }
+  /// How many sockets of the kind that is expected the prober's side has.
+  [[nodiscard]] int sockets() const {
+    const std::string table =
+        std::string(GetParam().ping ? "icmp" : "raw") + (GetParam().v6 ? "6" : "");
+    const std::string file = "/tmp/" + lab->prober().name();
+    lab->prober().run("tail -n +2 /proc/net/" + table + " > " + file);
+    std::ifstream lines(file);
+    int count = 0;
+    for (std::string line; std::getline(lines, line);) {
+      ++count;
+    }
+    std::remove(file.c_str());
+    return count;
+  }
+
+  ProberUnderTest under;
+};
+
+INSTANTIATE_TEST_SUITE_P(Sockets, Impairment,
+                         ::testing::Values(Kind{false, false}, Kind{false, true}, Kind{true, false},
+                                           Kind{true, true}),
+                         [](const auto& instance) {
+                           return std::string(instance.param.ping ? "Ping" : "Raw") +
+                                  (instance.param.v6 ? "V6" : "V4");
+                         });
+
+TEST_P(Impairment, TheMeanIsTheInjectedDelay) {
+  for (const auto delay : {30ms, 100ms, 250ms}) {
+    impair(target(), {.delay = delay});
+    const Result result = under.round(spec());
+    ASSERT_EQ(result.outcome, Outcome::kAnswered) << result.text;
+    const double ratio = measured(result).meanMs / milliseconds(delay);
+    EXPECT_GE(ratio, 1.0);
+    EXPECT_LE(ratio, delay == 30ms ? 2.0 : kMostAdded);
+    EXPECT_DOUBLE_EQ(measured(result).lossPercent, 0);
+  }
+}
+
+TEST_P(Impairment, TheJitterIsThatOfTheInjectedDelays) {
+  impair(target(), {.delay = 50ms, .spread = 200ms});
+  const Result result = under.round(spec(2, 20));
+  ASSERT_EQ(result.outcome, Outcome::kAnswered) << result.text;
+  const std::vector<Netlab::Passage> passages = this->passages(target());
+  ASSERT_EQ(passages.size(), 20U);
+  double mean = 0, jitter = 0;
+  for (std::size_t i = 0; i < passages.size(); ++i) {
+    mean += milliseconds(passages[i].delayed) / 20;
+    if (i > 0) {
+      jitter += std::abs(milliseconds(passages[i].delayed - passages[i - 1].delayed)) / 19;
+    }
+  }
+  EXPECT_GE(measured(result).meanMs / mean, 1.0);
+  EXPECT_LE(measured(result).meanMs / mean, kMostAdded);
+  EXPECT_GE(measured(result).jitterMs.value() / jitter, 1 / kMostAdded);
+  EXPECT_LE(measured(result).jitterMs.value() / jitter, kMostAdded);
+}
+
+TEST_P(Impairment, TheLossIsExactlyTheInjectedLoss) {
+  constexpr int kTargets = 40;
+  std::vector<ProbeSpec> specs;
+  for (int i = 0; i < kTargets; ++i) {
+    impair(target(2 + i), {.lost = static_cast<unsigned>(i % 4) * 25});
+    specs.push_back(spec(2 + i, 10, 1s));
+  }
+  const std::vector<Result> results = under.rounds(specs);
+  int lostInAll = 0;
+  for (int i = 0; i < kTargets; ++i) {
+    const auto passages = this->passages(target(2 + i));
+    const auto lost = std::count_if(passages.begin(), passages.end(),
+                                    [](const Netlab::Passage& passage) { return passage.lost; });
+    ASSERT_EQ(passages.size(), 10U) << target(2 + i);
+    EXPECT_DOUBLE_EQ(measured(results[static_cast<std::size_t>(i)]).lossPercent,
+                     10.0 * static_cast<double>(lost));
+    lostInAll += static_cast<int>(lost);
+  }
+  EXPECT_GT(lostInAll, 0);
+}
+
+TEST_P(Impairment, NothingIsLostOverAGoodWireAndOneSocketServesAllTargets) {
+  std::vector<ProbeSpec> specs;
+  for (int i = 0; i < 200; ++i) {
+    specs.push_back(spec(2 + i));
+  }
+  std::vector<std::unique_ptr<Probe>> probes;
+  int ended = 0;
+  for (const ProbeSpec& each : specs) {
+    probes.push_back(under.prober().probe(each, [&](const Result& result) {
+      ++ended;
+      EXPECT_EQ(result.outcome, Outcome::kAnswered) << result.text;
+      EXPECT_DOUBLE_EQ(measured(result).lossPercent, 0);
+      EXPECT_GT(measured(result).meanMs, 0);
+    }));
+    probes.back()->start();
+  }
+  EXPECT_EQ(sockets(), 1);
+  under.runUntil([&] { return ended == 200; });
+  EXPECT_EQ(under.counter("requests sent"), 1000U);
+  EXPECT_EQ(under.counter("requests answered"), 1000U);
+  EXPECT_EQ(under.counter("foreign replies"), 0U);
+}
+
+TEST_P(Impairment, DoubledPacketsAreCountedOnce) {
+  impair(target(), {.delay = 10ms, .doubled = 60});
+  const auto watched = under.prober().probe(spec(2, 20), [](const Result&) {});
+  const Result result = under.round(spec(3));  // opens the socket before the round that counts
+  ASSERT_EQ(result.outcome, Outcome::kAnswered);
+  bool ended = false;
+  const auto probe = under.prober().probe(spec(2, 20), [&](const Result& got) {
+    ended = true;
+    EXPECT_DOUBLE_EQ(measured(got).lossPercent, 0);
+  });
+  probe->start();
+  under.runUntil([&] { return ended; });
+  std::uint64_t doubled = 0;
+  for (const Netlab::Passage& passage : passages(target())) {
+    doubled += passage.doubled ? 1 : 0;
+  }
+  EXPECT_GT(doubled, 0U);
+  under.runUntil([&] { return under.counter("duplicate replies") >= doubled; });
+  EXPECT_EQ(under.counter("duplicate replies"), doubled);
+}
+
+TEST_P(Impairment, OvertakenPacketsAreMeasuredWithTheirOwnTimes) {
+  impair(target(), {.delay = 10ms, .held = 40, .hold = 150ms});
+  const Result result = under.round(spec(2, 20));
+  ASSERT_EQ(result.outcome, Outcome::kAnswered) << result.text;
+  double mean = 0;
+  for (const Netlab::Passage& passage : passages(target())) {
+    mean += milliseconds(passage.delayed) / 20;
+  }
+  EXPECT_GT(under.counter("reordered replies"), 0U);
+  EXPECT_DOUBLE_EQ(measured(result).lossPercent, 0);
+  EXPECT_GE(measured(result).meanMs / mean, 1.0);
+  EXPECT_LE(measured(result).meanMs / mean, kMostAdded);
+}
+
+TEST_P(Impairment, AnswersBeyondTheTimeoutAreLostAndCountedAsLate) {
+  impair(target(), {.delay = 700ms});
+  const auto probe = under.prober().probe(spec(2, 5, 300ms), [&](const Result& result) {
+    EXPECT_EQ(result.outcome, Outcome::kNoAnswer);
+    EXPECT_DOUBLE_EQ(measured(result).lossPercent, 100);
+    EXPECT_DOUBLE_EQ(measured(result).meanMs, 0);
+  });
+  probe->start();
+  under.runUntil([&] { return under.counter("late replies") == 5; });
+  EXPECT_EQ(under.counter("requests answered"), 0U);
+  EXPECT_EQ(under.counter("foreign replies"), 0U);
+}
+
+TEST_P(Impairment, ALateEventLoopMeasuresNoLongerTimesAndNoLoss) {
+  impair(target(), {.delay = 50ms});
+  std::optional<Result> result;
+  const auto probe = under.prober().probe(spec(2, 1), [&](const Result& got) { result = got; });
+  probe->start();
+  under.runUntil([&] { return under.counter("requests sent") == 1; });
+  usleep(1'000'000);  // what the event loop is kept from doing meanwhile
+  under.runUntil([&] { return result.has_value(); });
+  ASSERT_EQ(result->outcome, Outcome::kAnswered);
+  EXPECT_GE(measured(*result).meanMs / 50, 1.0);
+  EXPECT_LE(measured(*result).meanMs / 50, 4.0) << "the second that was slept";
+}
+
+TEST_P(Impairment, ANetworkThatSaysItHasNoRouteIsBelieved) {
+  const std::string beyond = GetParam().v6 ? "fd97::1" : "10.97.0.1";
+  const auto begun = Clock::now();
+  const Result result = under.round(ProberUnderTest::spec(inLab(), beyond, 5, 30s));
+  EXPECT_LT(Clock::now() - begun, 30s) << "the round waited for its timeout";
+  EXPECT_EQ(result.outcome, Outcome::kNoAnswer);
+  EXPECT_DOUBLE_EQ(measured(result).lossPercent, 100);
+  const std::string offender = GetParam().v6 ? "fd99::1" : "10.99.0.1";
+  EXPECT_NE(result.text.find("(" + offender + ")"), std::string::npos) << result.text;
+  EXPECT_EQ(under.counter("requests refused"), 5U);
+}
+
+TEST_P(Impairment, ATargetWithoutARouteFromHereHarmsNoOther) {
+  const std::string nowhere = GetParam().v6 ? "fd42::1" : "172.31.0.1";
+  const std::vector<Result> results =
+      under.rounds({spec(2), ProberUnderTest::spec(inLab(), nowhere), spec(3)});
+  EXPECT_EQ(results[0].outcome, Outcome::kAnswered);
+  EXPECT_EQ(results[1].outcome, Outcome::kNoAnswer);
+  EXPECT_NE(results[1].text.find("unreachable"), std::string::npos) << results[1].text;
+  EXPECT_EQ(results[2].outcome, Outcome::kAnswered);
+}
+
+TEST_P(Impairment, ErrorsForOneTargetDoNotDisturbTheOthers) {
+  std::vector<ProbeSpec> specs;
+  for (int i = 0; i < 100; ++i) {
+    specs.push_back(spec(2 + i));
+    specs.push_back(ProberUnderTest::spec(inLab(), GetParam().v6
+                                                       ? "fd97::" + std::to_string(i + 1)
+                                                       : "10.97.0." + std::to_string(i + 1)));
+  }
+  const std::vector<Result> results = under.rounds(specs);
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    EXPECT_EQ(measured(results[i]).lossPercent, i % 2 == 0 ? 0 : 100) << results[i].text;
+  }
+}
+
+}  // namespace
+}  // namespace Monitor::Testing
