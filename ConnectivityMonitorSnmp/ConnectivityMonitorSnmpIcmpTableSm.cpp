@@ -1,3 +1,5 @@
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpIcmpTableSm.h"
+
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmClientDirImpl.h"
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmEntityPtrImpl.h"
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmHostStatusImpl.h"

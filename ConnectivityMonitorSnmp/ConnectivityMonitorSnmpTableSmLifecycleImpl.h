@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSm.h"
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmCore.h"
 #include "Pomel/Fatal.h"
 
 namespace ConnectivityMonitorSnmp {

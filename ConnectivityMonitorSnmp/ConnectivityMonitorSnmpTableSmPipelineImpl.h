@@ -13,7 +13,7 @@
 #include <optional>
 #include <vector>
 
-#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSm.h"
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmCore.h"
 #include "Pomel/Fatal.h"
 
 namespace ConnectivityMonitorSnmp {

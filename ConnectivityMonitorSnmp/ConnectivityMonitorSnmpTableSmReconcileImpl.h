@@ -8,7 +8,7 @@
 /// and it is deleted, in slices. Everything that the pipeline writes from the beginning until an
 /// output is ready is recorded as seen, so a row written between two slices is never deleted.
 
-#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSm.h"
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmCore.h"
 
 namespace ConnectivityMonitorSnmp {
 

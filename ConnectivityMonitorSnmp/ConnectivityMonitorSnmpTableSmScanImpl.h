@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSm.h"
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmCore.h"
 
 namespace ConnectivityMonitorSnmp {
 

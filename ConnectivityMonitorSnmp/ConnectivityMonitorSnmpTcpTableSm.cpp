@@ -1,3 +1,5 @@
+#include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTcpTableSm.h"
+
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmClientDirImpl.h"
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmEntityPtrImpl.h"
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmHostStatusImpl.h"

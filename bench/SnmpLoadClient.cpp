@@ -72,7 +72,7 @@ const Response& SnmpLoadClient::ask(Pdu pdu, const std::vector<Oid>& names,
   return response_;
 }
 
-std::size_t SnmpLoadClient::run(const std::vector<std::string>& packets, unsigned window) {
+std::size_t SnmpLoadClient::run(std::span<const std::string> packets, unsigned window) {
   std::size_t octets = 0;
   std::size_t sent = 0;
   for (std::size_t answered = 0; answered < packets.size(); ++answered) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,7 @@ class SnmpLoadClient {
 
   /// Sends every packet of `packets`, `window` of them under way at a time. Returns the number of
   /// octets of all answers. Every answer is counted; one with an error status is an error.
-  std::size_t run(const std::vector<std::string>& packets, unsigned window);
+  std::size_t run(std::span<const std::string> packets, unsigned window);
 
   [[nodiscard]] std::string encode(Pdu pdu, const std::vector<Oid>& names,
                                    std::uint8_t nonRepeaters = 0,

@@ -6,7 +6,7 @@ set -eu
 
 cd "$(dirname "$0")/.."
 . scripts/rooms.sh
-scripts/build.sh fuzz
+scripts/build.sh asan
 sources=$(cpp_files $product_rooms | grep '\.cpp$' | grep -v '^monitor/')
 [ -n "$sources" ]
-echo "$sources" | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p build/fuzz
+echo "$sources" | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p build/asan

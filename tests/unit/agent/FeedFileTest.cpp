@@ -1,6 +1,7 @@
 #include "agent/feed/FeedFile.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -29,7 +30,9 @@ class FeedFileTest : public testing::Test {
     return "started";
   }
 
-  std::filesystem::path path_ = std::filesystem::path(testing::TempDir()) / "feed-file-test.jsonl";
+  // Its own for each process: ctest runs the tests side by side.
+  std::filesystem::path path_ = std::filesystem::path(testing::TempDir()) /
+                                ("feed-file-test-" + std::to_string(::getpid()) + ".jsonl");
   Testing::FakeClock clock_;
   Testing::NeverYield never_;
   Testing::AlwaysYield always_;
