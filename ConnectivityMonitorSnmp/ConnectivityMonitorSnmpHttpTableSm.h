@@ -155,6 +155,8 @@ class ConnectivityMonitorSnmpHttpTableSm final : public TableSm<HttpTable> {
   void vrfRefCountVrfRefCountOutputSeenDelAll() { vrfSeenDelAll(); }
 
   // Children.
+  void clientDirSm5Is() { clientDirSmIs(); }
+  void ifMibSm4Is() { ifMibSmIs(); }
   [[nodiscard]] const Qiv::Ptr<ClientDirSm<HttpTable>>& clientDirSm5() const {
     return clientDirSm();
   }
@@ -177,6 +179,8 @@ struct Shells<HttpTable> {
   using OutputState = PlyxCode::ConnectivityMonitorSnmpHttpTableSm::OutputState;
   using LocalAttrStore = PlyxCode::ConnectivityMonitorSnmpHttpTableSm::LocalAttrStore;
 
+  static constexpr auto kClientDirSmIs = &Sm::clientDirSm5Is;
+  static constexpr auto kIfMibSmIs = &Sm::ifMibSm4Is;
   static constexpr auto kEventToStream = &Sm::eventToHttpStream;
   static constexpr auto kEventToIfMibStream = &Sm::eventToIfMibHttpStream;
   static constexpr auto kEventToMaybeUpdateMib = &Sm::eventToMaybeUpdateMibHttpTable;

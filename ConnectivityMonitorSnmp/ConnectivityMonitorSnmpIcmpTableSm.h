@@ -155,6 +155,8 @@ class ConnectivityMonitorSnmpIcmpTableSm final : public TableSm<IcmpTable> {
   void vrfRefCountVrfRefCountOutputSeenDelAll() { vrfSeenDelAll(); }
 
   // Children.
+  void clientDirSm1Is() { clientDirSmIs(); }
+  void ifMibSm0Is() { ifMibSmIs(); }
   [[nodiscard]] const Qiv::Ptr<ClientDirSm<IcmpTable>>& clientDirSm1() const {
     return clientDirSm();
   }
@@ -177,6 +179,8 @@ struct Shells<IcmpTable> {
   using OutputState = PlyxCode::ConnectivityMonitorSnmpIcmpTableSm::OutputState;
   using LocalAttrStore = PlyxCode::ConnectivityMonitorSnmpIcmpTableSm::LocalAttrStore;
 
+  static constexpr auto kClientDirSmIs = &Sm::clientDirSm1Is;
+  static constexpr auto kIfMibSmIs = &Sm::ifMibSm0Is;
   static constexpr auto kEventToStream = &Sm::eventToIcmpStream;
   static constexpr auto kEventToIfMibStream = &Sm::eventToIfMibIcmpStream;
   static constexpr auto kEventToMaybeUpdateMib = &Sm::eventToMaybeUpdateMibIcmpTable;

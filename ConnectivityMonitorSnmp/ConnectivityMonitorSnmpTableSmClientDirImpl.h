@@ -114,6 +114,9 @@ void ClientDirSm<Table>::scanFinishes(std::uint64_t /*count*/) {
 
 template <class Table>
 void ClientDirSm<Table>::handleEntityPtr1(const Key& name) {
+  if (!this->hasNotificationActive()) {
+    return;
+  }
   const auto statusDirNow = [&] {
     return Qiv::ptrCast<const ConnectivityMonitor::StatusDir>(clientDir_->entityPtr(name));
   };

@@ -105,6 +105,10 @@ class TableSm : public Qiv::Entity {
   }
 
  protected:
+  // Children: make the machine and start its first scan.
+  void clientDirSmIs();
+  void ifMibSmIs();
+
   // Seen collections.
   Qiv::Ptr<Seen> mibSeenIs(const MibPtr& mib);
   void mibSeenDel(const MibPtr& mib) { mibSeen_.erase(mib); }

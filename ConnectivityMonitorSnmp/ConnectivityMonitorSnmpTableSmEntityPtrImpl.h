@@ -77,6 +77,9 @@ void EntityPtrSm<Table>::scanFinishes(std::uint64_t count) {
 
 template <class Table>
 void EntityPtrSm<Table>::handleHostStatus1(const Key& hostKey) {
+  if (!this->hasNotificationActive()) {
+    return;
+  }
   if (const auto old = child(hostKey);
       old && old->hostStatus() != statusDir_->hostStatus(hostKey)) {
     // Out of the tree first: its events may lead here again.

@@ -73,6 +73,9 @@ void HostStatusSm<Table>::scanFinishes(std::uint64_t count) {
 
 template <class Table>
 void HostStatusSm<Table>::handleStats1(const Key& statsKey) {
+  if (!this->hasNotificationActive()) {
+    return;
+  }
   this->tableSm().template trace<"k: {}">(8, statsKey);
   parent_.onChildEvent1(key(), statsKey);
 }

@@ -102,6 +102,9 @@ void IfMibSm<Table>::scanFinishes(std::uint64_t /*count*/) {
 
 template <class Table>
 void IfMibSm<Table>::handleIfIndexByIntfId0(const Key& intfId) {
+  if (!this->hasNotificationActive()) {
+    return;
+  }
   const std::uint32_t* const ifIndex = ifMib_->ifIndexByIntfId().find(intfId);
   (this->tableSm().shell().*Shells<Table>::kEventToIfMibStream)(
       intfId,

@@ -49,14 +49,24 @@ void TableSm<Table>::handleInitialized() {
   trace<"create local SMs">(9);
   localAttrStore_ = Qiv::make<typename Shell::LocalAttrStore>();
   trace<"create non-public arg SMs">(9);
-  clientDirSm_ = Qiv::make<typename Shell::ClientDirSm>(*this, clientDir_);
-  clientDirSm_->doInputScan();
-  ifMibSm_ = Qiv::make<typename Shell::IfMibSm>(*this, ifMib_);
-  ifMibSm_->doInputScan();
+  (shell().*Shell::kClientDirSmIs)();
+  (shell().*Shell::kIfMibSmIs)();
 
   initialized_ = true;
   handleOutputs();
   trace<"initialized">(9);
+}
+
+template <class Table>
+void TableSm<Table>::clientDirSmIs() {
+  clientDirSm_ = Qiv::make<typename Shell::ClientDirSm>(*this, clientDir_);
+  clientDirSm_->doInputScan();
+}
+
+template <class Table>
+void TableSm<Table>::ifMibSmIs() {
+  ifMibSm_ = Qiv::make<typename Shell::IfMibSm>(*this, ifMib_);
+  ifMibSm_->doInputScan();
 }
 
 template <class Table>

@@ -121,16 +121,20 @@ void TableSm<Table>::updateRow(const Pomel::String& client, const HostKey& hostK
   }
 
   const Pomel::String& vrfName = hostKey.vrfName();
-  if (!value && vrfRefCount_->vrfRefCount(vrfName) == 0) {
-    Pomel::fatal("Cannot decrement a refcount of zero");
-  }
+  const auto newRef = [&] {
+    const std::uint32_t currRef = vrfRefCount_->vrfRefCount(vrfName);
+    if (!value && currRef == 0) {
+      Pomel::fatal("Cannot decrement a refcount of zero");
+    }
+    return value ? currRef + 1 : currRef - 1;
+  };
+  static_cast<void>(newRef());  // Nothing is made for a removal that no count covers.
   const MibPtr mib = conMonMibForVrf(vrfName, conMonMibRoot_);
   if (vrfPass_.reconciling) {
     vrfSeenIs(VrfKey(vrfName));
   }
-  // Read after the object was made, which may have led to events of all three tables.
-  const std::uint32_t currRef = vrfRefCount_->vrfRefCount(vrfName);
-  writeVrfRefCount(vrfName, value ? currRef + 1 : currRef - 1);
+  // Afresh: that the object was made may have led to events of all three tables.
+  writeVrfRefCount(vrfName, newRef());
   if (!mib) {
     if constexpr (Table::kMissingMibThrows) {
       throw std::bad_optional_access();

@@ -153,6 +153,8 @@ class ConnectivityMonitorSnmpTcpTableSm final : public TableSm<TcpTable> {
   void vrfRefCountVrfRefCountOutputSeenDelAll() { vrfSeenDelAll(); }
 
   // Children.
+  void clientDirSm9Is() { clientDirSmIs(); }
+  void ifMibSm8Is() { ifMibSmIs(); }
   [[nodiscard]] const Qiv::Ptr<ClientDirSm<TcpTable>>& clientDirSm9() const {
     return clientDirSm();
   }
@@ -175,6 +177,8 @@ struct Shells<TcpTable> {
   using OutputState = PlyxCode::ConnectivityMonitorSnmpTcpTableSm::OutputState;
   using LocalAttrStore = PlyxCode::ConnectivityMonitorSnmpTcpTableSm::LocalAttrStore;
 
+  static constexpr auto kClientDirSmIs = &Sm::clientDirSm9Is;
+  static constexpr auto kIfMibSmIs = &Sm::ifMibSm8Is;
   static constexpr auto kEventToStream = &Sm::eventToTcpStream;
   static constexpr auto kEventToIfMibStream = &Sm::eventToIfMibTcpStream;
   static constexpr auto kEventToMaybeUpdateMib = &Sm::eventToMaybeUpdateMibTcpTable;

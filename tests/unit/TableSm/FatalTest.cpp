@@ -56,6 +56,16 @@ TYPED_TEST(TableSmDeathTest, ARemovalThatNoCountCoversEndsTheProcess) {
   EXPECT_DEATH(this->remove("lab", "web", key, "blue"), "^Cannot decrement a refcount of zero\n");
 }
 
+TYPED_TEST(TableSmDeathTest, ACountThatGoesWhileTheVrfsObjectIsMadeIsNotTakenBelowZero) {
+  const auto key = this->key("", 1);
+  this->put("lab", "web", key, 1.5F, "blue");
+  this->start();
+  this->conMonMibRoot->entityDel("blue");  // So that the removal makes another.
+  const Watcher<Pomel::String> watcher(this->conMonMibRoot->entityPtr().changes(),
+                                       [&](const auto&) { this->counts->vrfRefCountDel("blue"); });
+  EXPECT_DEATH(this->remove("lab", "web", key, "blue"), "^Cannot decrement a refcount of zero\n");
+}
+
 TYPED_TEST(TableSmDeathTest, ARemovalBeforeTheSecondPassCameByIsNotCovered) {
   this->put("lab", "web", this->key("", 1), 1.5F);
   this->sm = this->made();

@@ -26,6 +26,26 @@ TYPED_TEST(NotificationSwitch, WhileOffNoChangeIsHeard) {
   EXPECT_FALSE(this->sm->clientDirSm()->child("field"));
 }
 
+TYPED_TEST(NotificationSwitch, WhileOffAHandlerThatIsCalledAllTheSameDoesNothing) {
+  const auto key = this->key("", 1);
+  const typename TestFixture::HostKey host("web", "default");
+  this->put("lab", "web", key, 1.5F);
+  this->start();
+  const auto entityPtrSm = this->sm->clientDirSm()->child("lab");
+  this->sm->hasNotificationActiveIs(false);
+  this->statusDir("field");
+  this->hostStatus("lab", "db");
+  const TraceRecorder trace({kTableSmUnit});
+  entityPtrSm->child(host)->handleStats1(key);
+  entityPtrSm->handleHostStatus1(typename TestFixture::HostKey("db", "default"));
+  this->sm->clientDirSm()->handleEntityPtr1("field");
+  this->sm->ifMibSm()->handleIfIndexByIntfId0(Lintu::IntfId("eth1"));  // On, that would be fatal.
+  EXPECT_THAT(trace.texts(), IsEmpty());
+  EXPECT_EQ(this->count(), 1U);
+  EXPECT_FALSE(entityPtrSm->child(typename TestFixture::HostKey("db", "default")));
+  EXPECT_FALSE(this->sm->clientDirSm()->child("field"));
+}
+
 TYPED_TEST(NotificationSwitch, OnAgainTheNextChangesAreHeard) {
   const auto key = this->key("", 1);
   this->put("lab", "web", key, 1.5F);
