@@ -12,6 +12,8 @@ bool Applier::work(Ubo::YieldPolicy& yield) {
       job_ = nullptr;
       if (fromQueue_) {
         queue_.applied();
+      } else {
+        queue_.withdrawnIs(state_ == Wanted::kWithdrawn);
       }
     }
     if (yield.shouldYield()) {
@@ -25,6 +27,7 @@ void Applier::startNext() {
   fromQueue_ = wanted_ == state_;
   if (!fromQueue_) {
     state_ = wanted_;
+    queue_.withdrawnIs(true);
     job_ = state_ == Wanted::kWithdrawn ? withdrawAllJob() : publishAsideJob();
     return;
   }

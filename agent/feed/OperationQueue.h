@@ -16,6 +16,7 @@ using Change = std::variant<SetInterface, Put, Remove, RemoveHost, RemoveClient>
 ///
 /// Positions: the n-th change that was ever accepted has position n. Everything a client sent
 /// before some moment is visible once appliedUpTo() has reached the accepted() of that moment.
+/// While what was applied is withdrawn for a time, nothing is visible: appliedUpTo() is 0 then.
 class OperationQueue {
  public:
   struct Entry {
@@ -43,15 +44,18 @@ class OperationQueue {
   }
   /// What was popped last is now visible.
   void applied() noexcept { ++applied_; }
+  /// Everything that was applied is withdrawn for a time, or is back.
+  void withdrawnIs(bool withdrawn) noexcept { withdrawn_ = withdrawn; }
 
   [[nodiscard]] std::uint64_t accepted() const noexcept { return accepted_; }
-  [[nodiscard]] std::uint64_t appliedUpTo() const noexcept { return applied_; }
+  [[nodiscard]] std::uint64_t appliedUpTo() const noexcept { return withdrawn_ ? 0 : applied_; }
 
  private:
   std::size_t capacity_;
   std::deque<Entry> waiting_;
   std::uint64_t accepted_ = 0;
   std::uint64_t applied_ = 0;
+  bool withdrawn_ = false;
 };
 
 }  // namespace Agent

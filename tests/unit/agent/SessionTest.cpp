@@ -122,6 +122,20 @@ TEST_F(SessionTest, ASyncWithNothingBeforeItIsAnsweredAtOnce) {
   EXPECT_EQ(answers(), std::string(kOk) + kOk + kOk);
 }
 
+TEST_F(SessionTest, ASyncWaitsWhileWhatCameBeforeItIsWithdrawn) {
+  send(std::string(kHello) + kRemoveClient);
+  applyAll();
+  answers();
+  queue_.withdrawnIs(true);
+  send(kSync);
+  EXPECT_EQ(answers(), "");
+  EXPECT_FALSE(session_.hasWork());
+  queue_.withdrawnIs(false);
+  EXPECT_TRUE(session_.hasWork());
+  session_.work(never_);
+  EXPECT_EQ(answers(), kOk);
+}
+
 TEST_F(SessionTest, ASyncDoesNotWaitForWhatComesLater) {
   send(std::string(kHello) + kRemoveClient + kSync);
   queue_.push({"other", RemoveClient{}});
