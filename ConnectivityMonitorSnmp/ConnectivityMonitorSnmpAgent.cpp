@@ -165,14 +165,14 @@ Root::~Root() {
 }
 
 ConnectivityMonitorSnmpAgent::Ptr Root::connectivityMonitorSnmpAgentIs(
-    const Qiv::Dir::PtrConst& clientDir, const Qiv::Dir::Ptr& conMonMibRoot,
-    const IntfSnmp::IfMib::PtrConst& ifMib) {
+    Qiv::Dir::PtrConst clientDir, Qiv::Dir::Ptr conMonMibRoot, IntfSnmp::IfMib::PtrConst ifMib) {
   if (agent_ && agent_->clientDir() == clientDir && agent_->conMonMibRoot() == conMonMibRoot &&
       agent_->ifMib() == ifMib) {
     return agent_;
   }
   agent_ = nullptr;
-  const auto made = connectivityMonitorSnmpAgentFactory(clientDir, conMonMibRoot, ifMib);
+  const auto made = connectivityMonitorSnmpAgentFactory(std::move(clientDir),
+                                                        std::move(conMonMibRoot), std::move(ifMib));
   agent_ = made;
   changes().publish(kAgentAttribute);
   if (agent_ == made) {  // Else a subscriber had something else in mind.

@@ -96,10 +96,11 @@ class Root final : public Qiv::NamedEntity {
       const noexcept {
     return agent_;
   }
-  /// The agent over these very inputs; one over other inputs is torn down first.
-  ConnectivityMonitorSnmpAgent::Ptr connectivityMonitorSnmpAgentIs(
-      const Qiv::Dir::PtrConst& clientDir, const Qiv::Dir::Ptr& conMonMibRoot,
-      const IntfSnmp::IfMib::PtrConst& ifMib);
+  /// The agent over these very inputs; one over other inputs is torn down first, which is why the
+  /// inputs come by value: the caller may have read them off that very agent.
+  ConnectivityMonitorSnmpAgent::Ptr connectivityMonitorSnmpAgentIs(Qiv::Dir::PtrConst clientDir,
+                                                                   Qiv::Dir::Ptr conMonMibRoot,
+                                                                   IntfSnmp::IfMib::PtrConst ifMib);
   void connectivityMonitorSnmpAgentDel();
 
  private:

@@ -68,6 +68,17 @@ TEST_F(RootTest, AnyOtherInputReplacesTheWholeAgent) {
   replaced();
 }
 
+TEST_F(RootTest, InputsMayBeReadOffTheAgentThatTheyReplace) {
+  agentIs();
+  const auto* const old = root->connectivityMonitorSnmpAgent().get();
+  const auto otherIfMib = Qiv::make<IntfSnmp::IfMib>();
+  const auto fresh =
+      root->connectivityMonitorSnmpAgentIs(old->clientDir(), old->conMonMibRoot(), otherIfMib);
+  EXPECT_EQ(fresh->clientDir(), clientDir);
+  EXPECT_EQ(fresh->conMonMibRoot(), conMonMibRoot);
+  EXPECT_EQ(fresh->ifMib(), otherIfMib);
+}
+
 TEST_F(RootTest, TheOldAgentIsTornDownBeforeTheNewOneIsBuilt) {
   putThree("web", 1);
   {

@@ -264,6 +264,16 @@ TYPED_TEST(RowWalk, AMatchedHintIsTraced) {
           "2: " + this->table("IterationHelper - iterator has another value: indexShortName=k1")));
 }
 
+TYPED_TEST(RowWalk, AHintBetweenKeysIsTracedAsNotMatched) {
+  this->put({"k1", "k3"});
+  this->traceFrom(9);
+  this->walk_.first("k2");
+  ASSERT_EQ(this->traced().size(), 4U);
+  EXPECT_EQ(this->traced()[1], "2: hint component " + std::string(TypeParam::kIndex) + " is 'k2'");
+  EXPECT_THAT(this->traced()[2], testing::EndsWith(", hintMatched=false"));
+  EXPECT_THAT(this->traced()[3], testing::EndsWith(" indexShortName=k3"));
+}
+
 TYPED_TEST(RowWalk, AHintThatIsNotFoundIsTraced) {
   this->put({"k1"});
   this->traceFrom(9);
@@ -316,6 +326,18 @@ TYPED_TEST(RowWalk, MakingAndFreeingADataContextIsTraced) {
                                       data, this->walk_.loopContext())),
                           "2: " + this->table(fmt::format("_free_data_context {}", data)),
                           "2: " + this->table("_free_data_context 0x0")));
+}
+
+TYPED_TEST(RowWalk, GoingOnWithAndFreeingNoLoopContextIsTraced) {
+  this->traceFrom(9);
+  this->walk_.next();
+  TypeParam::kFreeLoop(nullptr, this->walk_.iterator());
+  EXPECT_THAT(
+      this->traced(),
+      ElementsAre("2: " + this->table("_get_next_data_point - advancing loop context 0x0 ; data "
+                                      "context 0x0"),
+                  "2: " + this->table("_get_next_data_point - at end of loop context"),
+                  "2: " + this->table("_free_loop_context_at_end 0x0")));
 }
 
 TYPED_TEST(RowWalk, TheDataContextIsTracedAsTheWalkGoesOn) {

@@ -1,6 +1,7 @@
 #include "ConnectivityMonitorSnmp/velmorConMonMIBRegistration.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <numeric>
 
 #include "ModuleFixture.h"
@@ -228,6 +229,41 @@ TEST_F(Module, TellsTheSupportLibraryWhereItIs) {
   EXPECT_TRUE(Snmp::mibContexts().contains(presence));
   unregister_velmorConMonMIB("blue");
   EXPECT_FALSE(Snmp::mibContexts().contains(presence));
+}
+
+TEST_F(Module, TellsTheSupportLibraryOfAContextWhenItIsServedAndWhenItNoLongerIs) {
+  struct Listener final : Qiv::Listener<Snmp::MibContext, bool> {
+    explicit Listener(const AgentForTest::Agent& served) : agent(served) {
+      link(Snmp::mibContextChanges());
+    }
+    void notify(const Snmp::MibContext& presence, const bool& present) override {
+      seen.push_back(std::string(present ? "came " : "went ") +
+                     std::to_string(registrationsByContext().contains(presence.context)) +
+                     std::to_string(columnInfosByContext().contains(presence.context)));
+      for (const Oid& table : {tableOid<Icmp>(), tableOid<Http>(), tableOid<Tcp>()}) {
+        seen.back() += agent.registration("blue", table) != nullptr ? " served" : " absent";
+      }
+    }
+    const AgentForTest::Agent& agent;
+    std::vector<std::string> seen;
+  };
+  const Listener listener(agent_);
+  serve("blue");
+  unregister_velmorConMonMIB("blue");
+  EXPECT_THAT(listener.seen,
+              ElementsAre("came 11 served served served", "went 00 absent absent absent"));
+}
+
+TEST_F(Module, FreesEveryColumnRecordThatIsChainedBehindItsOwn) {
+  serve("blue");
+  for (const auto& columns : columnInfosByContext()["blue"]) {
+    // LeakSanitizer sees to it that they go.
+    columns->next = static_cast<netsnmp_column_info*>(std::calloc(1, sizeof(netsnmp_column_info)));
+    columns->next->next =
+        static_cast<netsnmp_column_info*>(std::calloc(1, sizeof(netsnmp_column_info)));
+  }
+  unregister_velmorConMonMIB("blue");
+  EXPECT_FALSE(columnInfosByContext().contains("blue"));
 }
 
 TEST_F(Module, TheDefaultContextAndTheEmptyOneServeOneObject) {
