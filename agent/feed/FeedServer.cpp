@@ -17,6 +17,7 @@ namespace Agent {
 namespace {
 
 constexpr int kBacklog = 64;
+constexpr mode_t kMode = 0660;
 
 [[noreturn]] void fail(const std::string& path, std::string_view what) {
   throw StartError(fmt::format("--feed {}: {}", path, what));
@@ -61,8 +62,9 @@ Fd listenAt(const std::string& path) {
   const sockaddr_un address = addressOf(path);
   clearPath(path, address);
   Fd fd = newSocket(path);
+  // The mode is set before anyone can connect: nobody can until listen().
   if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      listen(fd.get(), kBacklog) != 0) {
+      chmod(path.c_str(), kMode) != 0 || listen(fd.get(), kBacklog) != 0) {
     fail(path, std::strerror(errno));
   }
   return fd;
