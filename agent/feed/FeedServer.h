@@ -18,8 +18,8 @@ class FeedServer final : public Work {
   /// Connections beyond this wait in the kernel's queue until another one closes.
   static constexpr std::size_t kMaxConnections = 256;
 
-  /// Listens at `path`, in place of a socket there that nobody listens at. Its mode is 0660: who may
-  /// connect is told by its owner and group. Throws StartError.
+  /// Listens at `path`, in place of a socket there that nobody listens at. Its mode is 0660: who
+  /// may connect is told by its owner and group. Throws StartError.
   FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients, OperationQueue& queue);
   FeedServer(const FeedServer&) = delete;
   FeedServer& operator=(const FeedServer&) = delete;
