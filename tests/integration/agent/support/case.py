@@ -22,9 +22,9 @@ class AgentCase(unittest.TestCase):
         self.addCleanup(agent.close)
         return agent
 
-    def run_to_end(self, *arguments, environment=None):
+    def run_to_end(self, *arguments):
         """The process of an agent that has to end by itself."""
-        process = Process("conmon-snmpd", [places.AGENT, *arguments], self.scratch, environment)
+        process = Process("conmon-snmpd", [places.AGENT, *arguments], self.scratch)
         self.addCleanup(process.close)
         process.wait()
         self.assertEqual(process.sanitizer_reports(), [], str(process))

@@ -14,7 +14,7 @@ class Agent:
     """A running agent. `model` is what its clients here have told it."""
 
     def __init__(self, scratch, *arguments, name="conmon-snmpd", feed_socket=True, listen=True,
-                 environment=None):
+                 error_stream=None):
         """`listen` is False for an agent that is told by `arguments` where to serve."""
         self.scratch = scratch
         self.name = name
@@ -28,7 +28,7 @@ class Agent:
                 self.port = sockets.free_port()
                 where = ["--listen", f"udp:127.0.0.1:{self.port}"]
             self.process = Process(name, [places.AGENT, *arguments, *(where if listen else [])],
-                                   scratch, environment)
+                                   scratch, error_stream=error_stream)
             if self._came_up(listen, feed_socket):
                 break
             # Somebody else took the port meanwhile.
@@ -91,12 +91,8 @@ class Agent:
         return [line.removeprefix("conmon-snmpd: ") for line in self.process.stderr_lines]
 
     def stop(self, number=signal.SIGTERM):
-        """Ends it as its user does. It has to end by itself, with success, and without a word from
-        a sanitizer."""
-        for client in self._clients:
-            client.close()
-        if self.snmp:
-            self.snmp.close()
+        """Ends it as its user does, while its clients here are still connected. It has to end by
+        itself, with success, and without a word from a sanitizer."""
         self.process.signal(number)
         status = self.process.wait()
         if status != 0 or self.process.sanitizer_reports():
@@ -105,8 +101,11 @@ class Agent:
     def close(self):
         """stop(), if it still runs, and what it said for whoever reads the log of a failed test."""
         try:
-            if self.process.status is None:
-                self.stop()
+            self.stop()
         finally:
+            for client in self._clients:
+                client.close()
+            if self.snmp:
+                self.snmp.close()
             print(f"-- {self.process}", flush=True)
             self.process.close()

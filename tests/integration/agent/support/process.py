@@ -54,15 +54,17 @@ class Scratch:
 class Process:
     """A running program whose output goes to files."""
 
-    def __init__(self, name, argv, scratch, environment=None):
+    def __init__(self, name, argv, scratch, environment=None, error_stream=None):
+        """`error_stream` is a descriptor to write errors to, instead of a file."""
         self.name = name
         self.argv = [str(word) for word in argv]
         self._files = {stream: tempfile.NamedTemporaryFile(
             prefix=f"{name}-", suffix=f".{stream}", dir=scratch.path, delete=False)
             for stream in ("stdout", "stderr")}
+        streams = {**self._files, **({"stderr": error_stream} if error_stream else {})}
         self._popen = subprocess.Popen(
             self.argv, cwd=scratch.path, env=environment or scratch.environment,
-            stdin=subprocess.DEVNULL, preexec_fn=_die_with_parent, **self._files)
+            stdin=subprocess.DEVNULL, preexec_fn=_die_with_parent, **streams)
 
     @property
     def pid(self):

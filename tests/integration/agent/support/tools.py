@@ -36,6 +36,9 @@ def _parse_value(text):
     if text == '""':
         return OCTETS, b""
     kind, _, value = text.partition(": ")
+    if kind == "STRING":
+        # Only where the MIB text says that it is text; else strings come in hexadecimal.
+        return OCTETS, value.encode()
     if kind == "INTEGER":
         return INTEGER, int(value)
     if kind == "Hex-STRING":
@@ -61,9 +64,11 @@ class Tools:
         self.scratch = scratch
         self.target = target
         (scratch.path / "tools" / "cert_indexes").mkdir(parents=True, exist_ok=True)
-        # What the programs themselves write is not to be taken for the agent's.
+        # What the programs themselves write is not to be taken for the agent's, and what a test
+        # leaves for the agent to find is not to be found by them.
         self.environment = {**scratch.environment,
                             "SNMP_PERSISTENT_DIR": str(scratch.path / "tools"),
+                            "SNMPCONFPATH": str(scratch.path / "tools"),
                             "HOME": str(scratch.path / "tools")}
 
     def run(self, program, *arguments, environment=None):
