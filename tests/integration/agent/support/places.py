@@ -7,6 +7,7 @@ import shutil
 ROOT = pathlib.Path(__file__).resolve().parents[4]
 AGENT = pathlib.Path(os.environ.get("CONMON_SNMPD", ROOT / "build/release/bin/conmon-snmpd"))
 PLUGIN = AGENT.parent.parent / "lib/libConnectivityMonitorSnmp.so"
+LEAKS = ROOT / "tests/lsan.supp"
 MIBS = ROOT / "mibs"
 BASE_MIBS = ROOT / ".deps/npm/node_modules/net-snmp/lib/mibs"
 JS_WALK = ROOT / "tests/integration/js/walk.js"

@@ -1,0 +1,76 @@
+"""Masters that come late, go, or are no good."""
+
+import signal
+import unittest
+
+from support import places
+from support.subagent import HangUp, SubagentCase
+from support.waiting import until
+
+RETRIES = 3
+
+
+class Masters(SubagentCase):
+    def setUp(self):
+        super().setUp()
+        # Of what net-snmp leaks here, the stack tells only with the slow unwinder.
+        for name, more in (("ASAN_OPTIONS", "fast_unwind_on_malloc=0"),
+                           ("LSAN_OPTIONS", f"suppressions={places.LEAKS}:print_suppressions=0")):
+            before = self.scratch.environment.get(name)
+            self.scratch.environment[name] = f"{before}:{more}" if before else more
+
+    def test_it_comes_back_by_itself_when_the_master_is_killed_and_restarted(self):
+        agent = self.start_subagent()
+        self.fill(agent)
+        for _ in range(2):
+            master = self.start_master()
+            self.wait_for_all(master, agent)
+            master.kill()
+            with agent.client("meanwhile") as client:
+                client.put("h", "http", vrf="blue", url="u")
+                client.put(f"h{len(agent.model.varbinds())}", "http", url="u")
+                client.sync()
+        master = self.start_master()
+        self.wait_for_all(master, agent)
+
+    def test_it_comes_back_when_the_master_ends_in_order(self):
+        agent = self.start_subagent()
+        self.fill(agent)
+        master = self.start_master()
+        self.wait_for_all(master, agent, ("blue",))
+        master.process.signal(signal.SIGTERM)
+        master.process.wait()
+        master = self.start_master()
+        self.wait_for_all(master, agent, ("blue",))
+
+    def test_a_master_that_hangs_up_is_tried_again_until_a_better_one_is_there(self):
+        bad = HangUp(self.socket)
+        agent = self.start_subagent()
+        self.fill(agent)
+        until(lambda: bad.tries > RETRIES, f"{RETRIES} tries")
+        bad.close()
+        self.socket.unlink()
+        master = self.start_master()
+        self.wait_for_all(master, agent)
+        complaints = [line for line in agent.log() if str(self.socket) in line]
+        self.assertEqual(len(complaints), 1, agent.process)
+
+    def test_the_usual_place_is_what_the_configuration_says(self):
+        config = self.scratch.file("agentx.conf", f"agentXSocket {self.socket}\n")
+        master = self.start_master()
+        agent = self.start_subagent("--agentx", "--snmp-conf", config)
+        self.fill(agent)
+        self.wait_for_all(master, agent)
+
+    def test_several_subagents_of_one_master_do_not_disturb_it(self):
+        # The second one asks for what the first one has; the first one stays.
+        master = self.start_master()
+        agent = self.start_subagent()
+        self.fill(agent)
+        self.wait_for_all(master, agent, ("blue",))
+        self.start_subagent(name="second")
+        self.wait_for_all(master, agent, ("blue",))
+
+
+if __name__ == "__main__":
+    unittest.main()
