@@ -88,9 +88,8 @@ void runAgent(const Settings& settings) {
   HoldTimer holdTimer(clients);
   std::optional<FeedServer> server;
   if (settings.feed) {
-    server.emplace(loop, *settings.feed, clients, queue, logLine);
+    server.emplace(loop, *settings.feed, clients, queue);
     loop.workAdd(*server);
-    loop.timerAdd(*server);
   }
   std::list<FeedFile> files;
   for (const std::string& path : settings.feedFiles.value_or(std::vector<std::string>())) {

@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 #include "agent/StartError.h"
 
@@ -80,12 +79,11 @@ FeedServer::Connection::Connection(FeedServer& server, Fd socket)
             [this, &server](EventLoop::Ready ready) { server.ready(*this, ready); }) {}
 
 FeedServer::FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients,
-                       OperationQueue& queue, Warn warn)
+                       OperationQueue& queue)
     : loop_(loop),
       path_(std::move(path)),
       clients_(clients),
       queue_(queue),
-      warn_(std::move(warn)),
       fd_(listenAt(path_)),
       watch_(loop, fd_.get(), [this](EventLoop::Ready) { accept(); }) {
   acceptingIs(true);
@@ -96,27 +94,14 @@ FeedServer::~FeedServer() { unlink(path_.c_str()); }
 void FeedServer::accept() {
   Fd socket(accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
   if (socket.valid()) {
-    pauseTold_ = false;
     settle(connections_.emplace_back(*this, std::move(socket)));
-  } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-    pauseAccepting(errno);
+  } else if (!connections_.empty() && (errno == EMFILE || errno == ENFILE)) {
+    // Asking again at once would only spin; the next connection that closes frees a descriptor.
+    acceptingIs(false);
   }
   if (connections_.size() >= kMaxConnections) {
     acceptingIs(false);
   }
-}
-
-void FeedServer::pauseAccepting(int error) {
-  acceptingIs(false);
-  acceptAgain_ = Clock::now() + kAcceptPause;
-  if (!std::exchange(pauseTold_, true)) {
-    warn_(fmt::format("--feed {}: new connections have to wait: {}", path_, std::strerror(error)));
-  }
-}
-
-void FeedServer::run() {
-  acceptAgain_.reset();
-  acceptingIs(connections_.size() < kMaxConnections);
 }
 
 void FeedServer::ready(Connection& connection, EventLoop::Ready ready) {

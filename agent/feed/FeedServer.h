@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
@@ -14,20 +13,14 @@ namespace Agent {
 
 /// The feed's Unix stream socket: a thin shell that carries octets between connections and their
 /// sessions. A client that misbehaves or dies costs its own connection only.
-class FeedServer final : public Work, public Timer {
+class FeedServer final : public Work {
  public:
-  using Warn = std::function<void(const std::string&)>;
-
   /// Connections beyond this wait in the kernel's queue until another one closes.
   static constexpr std::size_t kMaxConnections = 256;
-  /// How long connections wait before the next try when the process or the system is out of
-  /// descriptors.
-  static constexpr std::chrono::milliseconds kAcceptPause{500};
 
   /// Listens at `path`, in place of a socket there that nobody listens at. Its mode is 0660: who
   /// may connect is told by its owner and group. Throws StartError.
-  FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients, OperationQueue& queue,
-             Warn warn);
+  FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients, OperationQueue& queue);
   FeedServer(const FeedServer&) = delete;
   FeedServer& operator=(const FeedServer&) = delete;
   /// Closes all connections and removes the socket.
@@ -35,10 +28,6 @@ class FeedServer final : public Work, public Timer {
 
   bool hasWork() override;
   void work(Ubo::YieldPolicy& yield) override;
-
-  /// When accepting goes on after a pause.
-  std::optional<Clock::time_point> next() override { return acceptAgain_; }
-  void run() override;
 
  private:
   struct Connection {
@@ -50,9 +39,6 @@ class FeedServer final : public Work, public Timer {
   };
 
   void accept();
-  /// Leaves the listening socket alone for a while. It stays readable all the time, so that
-  /// watching it would only spin.
-  void pauseAccepting(int error);
   void ready(Connection& connection, EventLoop::Ready ready);
   void receive(Connection& connection);
   void send(Connection& connection);
@@ -64,9 +50,6 @@ class FeedServer final : public Work, public Timer {
   std::string path_;
   ClientRegistry& clients_;
   OperationQueue& queue_;
-  Warn warn_;
-  std::optional<Clock::time_point> acceptAgain_;
-  bool pauseTold_ = false;  ///< One line a shortage, not one a try.
   Fd fd_;
   std::list<Connection> connections_;
   EventLoop::Watch watch_;

@@ -1,7 +1,6 @@
 #include "agent/feed/FeedServer.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -32,11 +31,8 @@ class FeedServerTest : public testing::Test {
   }
 
   void serve() {
-    server_ =
-        std::make_unique<FeedServer>(loop_, path_.string(), clients_, queue_,
-                                     [this](const std::string& line) { log_.push_back(line); });
+    server_ = std::make_unique<FeedServer>(loop_, path_.string(), clients_, queue_);
     loop_.workAdd(*server_);
-    loop_.timerAdd(*server_);
   }
   [[nodiscard]] Fd connected() const {
     Fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0));
@@ -94,26 +90,6 @@ class FeedServerTest : public testing::Test {
   Testing::FakeClock clock_;
   ClientRegistry clients_{clock_.now(), [](const Pomel::String&) {}};
   std::unique_ptr<FeedServer> server_;
-  std::vector<std::string> log_;
-};
-
-/// No descriptor can be opened in this process as long as this lives.
-class NoDescriptors {
- public:
-  NoDescriptors() {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const Fd lowestFree(dup(STDERR_FILENO));
-    rlimit none = before_;
-    // Not lower: poll refuses more descriptors than the limit, open ones or not.
-    none.rlim_cur = static_cast<rlim_t>(lowestFree.get());
-    setrlimit(RLIMIT_NOFILE, &none);
-  }
-  NoDescriptors(const NoDescriptors&) = delete;
-  NoDescriptors& operator=(const NoDescriptors&) = delete;
-  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-
- private:
-  rlimit before_{};
 };
 
 TEST_F(FeedServerTest, LinesAreTakenAndAnswered) {
@@ -237,7 +213,7 @@ TEST_F(FeedServerTest, AClientThatDiesWhileItsSyncWaitsLeavesNothingBehind) {
 
 TEST_F(FeedServerTest, AFullQueueHoldsTheClientBackAndLosesNothing) {
   OperationQueue small(10);
-  FeedServer server(loop_, path_.string(), clients_, small, [](const std::string&) {});
+  FeedServer server(loop_, path_.string(), clients_, small);
   loop_.workAdd(server);
   const Fd client = connected();
   std::string lines = "{\"op\":\"hello\",\"client\":\"a\"}\n";
@@ -270,47 +246,6 @@ TEST_F(FeedServerTest, ConnectionsBeyondTheBoundWaitForAnotherToClose) {
   crowd.pop_back();
   turns();
   EXPECT_EQ(received(late), kOk);
-}
-
-TEST_F(FeedServerTest, WithoutDescriptorsAConnectionWaitsAndTheLoopRests) {
-  serve();
-  const Fd client = connected();
-  sendTo(client, "{\"op\":\"hello\",\"client\":\"a\"}\n");
-  {
-    const NoDescriptors none;
-    loop_.turn(0ms);
-    ASSERT_EQ(log_.size(), 1U);
-    EXPECT_EQ(log_[0],
-              "--feed " + path_.string() + ": new connections have to wait: Too many open files");
-    EXPECT_NE(server_->next(), std::nullopt);
-    // Nothing but the end of the pause wakes the loop: each of these turns is one more try.
-    for (int tries = 0; tries < 3; ++tries) {
-      const auto due = server_->next();
-      loop_.turn(std::nullopt);
-      EXPECT_GE(Clock::now(), *due);
-      loop_.turn(0ms);
-    }
-    EXPECT_EQ(log_.size(), 1U);
-    EXPECT_EQ(received(client), "");
-  }
-  loop_.turn(std::nullopt);
-  turns();
-  EXPECT_EQ(received(client), kOk);
-  EXPECT_EQ(server_->next(), std::nullopt);
-}
-
-TEST_F(FeedServerTest, EachShortageOfDescriptorsIsToldOnce) {
-  serve();
-  for (std::size_t shortage = 1; shortage <= 2; ++shortage) {
-    const Fd client = connected();
-    {
-      const NoDescriptors none;
-      loop_.turn(0ms);
-    }
-    EXPECT_EQ(log_.size(), shortage);
-    loop_.turn(std::nullopt);
-    turns();
-  }
 }
 
 TEST_F(FeedServerTest, TheSocketIsRemovedAtTheEnd) {
