@@ -157,7 +157,7 @@ class WhatIsOpen(AgentCase):
         agent = self.start()
         mode = os.stat(agent.feed_path).st_mode
         self.assertTrue(stat.S_ISSOCK(mode))
-        self.assertEqual(mode & 0o700, 0o700)
+        self.assertEqual(mode & 0o777, 0o660)
 
 
 class WhatIsWritten(AgentCase):
