@@ -102,12 +102,14 @@ enum class Outcome : std::uint8_t {
   kAnswered,     ///< `measured` holds the protocol's measurement.
   kNoAnswer,     ///< The target did not answer, or not as it should; `measured` may be empty.
   kNotMeasured,  ///< The prober could not measure (rule 5): says nothing about the target.
+  kOverloaded,   ///< The same, since the prober was too slow. Counted, and said for all at once.
 };
 
 struct Result {
   Outcome outcome = Outcome::kNotMeasured;
   std::variant<std::monostate, IcmpMeasurement, TcpMeasurement, HttpMeasurement> measured;
   std::string text;  ///< What happened, for a person: "refused", "timed out", "status 503".
+  int error = 0;     ///< The errno of what failed, where there is one.
 };
 
 using OnResult = std::function<void(const Result&)>;

@@ -47,12 +47,15 @@ struct ProbeKey {
 };
 
 /// Each kind of probe fills its own fields; the others stay 0. Times in milliseconds, loss in
-/// percent, 0 to 100.
+/// percent, 0 to 100. The codes are an HTTP status and the errno of a TCP connect, 0 without one.
 struct Measurements {
   float latency = 0;
   float jitter = 0;
   float responseTime = 0;
   float packetLoss = 0;
+  Pomel::String result{};  ///< What the prober says of the measurement, for people.
+  std::uint32_t statusCode = 0;
+  std::uint32_t errorCode = 0;
   friend bool operator==(const Measurements&, const Measurements&) = default;
 };
 

@@ -14,10 +14,10 @@ namespace Agent {
 namespace {
 
 bool isKnownField(std::string_view name) {
-  static constexpr std::array<std::string_view, 16> kKnown = {
-      "op",      "client", "holdSeconds", "name",        "ifIndex", "host",
-      "vrf",     "probe",  "address",     "port",        "url",     "interface",
-      "latency", "jitter", "packetLoss",  "responseTime"};
+  static constexpr std::array<std::string_view, 19> kKnown = {
+      "op",         "client",       "holdSeconds", "name",       "ifIndex",   "host",    "vrf",
+      "probe",      "address",      "port",        "url",        "interface", "latency", "jitter",
+      "packetLoss", "responseTime", "result",      "statusCode", "errorCode"};
   return std::ranges::find(kKnown, name) != kKnown.end();
 }
 
@@ -56,10 +56,18 @@ class FieldTaker {
     return value;
   }
   std::uint32_t wholeNumber(std::string_view name, std::uint32_t min, std::uint32_t max) {
-    const auto value = take<JsonNumber>(name, "must be a number");
+    const auto value = optionalWholeNumber(name, min, max);
     if (!value) {
       refuse(name, "missing");
-      return min;
+    }
+    return value.value_or(min);
+  }
+  /// Absent only when the field is.
+  std::optional<std::uint32_t> optionalWholeNumber(std::string_view name, std::uint32_t min,
+                                                   std::uint32_t max) {
+    const auto value = take<JsonNumber>(name, "must be a number");
+    if (!value) {
+      return std::nullopt;
     }
     if (!(value->value >= min && value->value <= max) || std::trunc(value->value) != value->value) {
       refuse(name, fmt::format("must be a whole number from {} to {}", min, max));
@@ -163,7 +171,10 @@ ProbeKey takeProbeKey(FieldTaker& fields) {
 
 Measurements takeMeasurements(FieldTaker& fields, const Target& target) {
   constexpr double kWholePercent = 100;
+  constexpr std::uint32_t kMaxStatusCode = 999;
+  constexpr std::uint32_t kMaxErrorCode = 4095;  // the kernel's own bound, MAX_ERRNO
   Measurements measured;
+  measured.result = fields.optionalString("result", 0, kMaxNameBytes).value_or("");
   if (std::holds_alternative<IcmpTarget>(target)) {
     measured.latency = fields.milliseconds("latency");
     measured.jitter = fields.milliseconds("jitter");
@@ -171,8 +182,10 @@ Measurements takeMeasurements(FieldTaker& fields, const Target& target) {
     measured.packetLoss = loss ? loss->nearest : 0.0F;
   } else if (std::holds_alternative<HttpTarget>(target)) {
     measured.responseTime = fields.milliseconds("responseTime");
+    measured.statusCode = fields.optionalWholeNumber("statusCode", 0, kMaxStatusCode).value_or(0);
   } else {
     measured.latency = fields.milliseconds("latency");
+    measured.errorCode = fields.optionalWholeNumber("errorCode", 0, kMaxErrorCode).value_or(0);
   }
   return measured;
 }

@@ -28,11 +28,12 @@ TcpStatsKey statsKeyOf(const Pomel::String& interface, const TcpTarget& target) 
   return {interface, target.port, target.address};
 }
 
-// Measurements to a record and back; what the feed does not have stays empty.
+// Measurements to a record and back.
 
 IcmpStats statsOf(IcmpStatsKey key, const Measurements& measured) {
   IcmpStats stats;
   stats.key = std::move(key);
+  stats.result = measured.result;
   stats.latency = measured.latency;
   stats.jitter = measured.jitter;
   stats.lossRatio = measured.packetLoss;
@@ -42,18 +43,23 @@ IcmpStats statsOf(IcmpStatsKey key, const Measurements& measured) {
 HttpStats statsOf(HttpStatsKey key, const Measurements& measured) {
   HttpStats stats;
   stats.key = std::move(key);
+  stats.result = measured.result;
   stats.responseTime = measured.responseTime;
+  stats.statusCode = measured.statusCode;
   return stats;
 }
 TcpStats statsOf(TcpStatsKey key, const Measurements& measured) {
   TcpStats stats;
   stats.key = std::move(key);
+  stats.result = measured.result;
   stats.latency = measured.latency;
+  stats.errorCode = measured.errorCode;
   return stats;
 }
 
 Measurements measuredOf(const IcmpStats& stats) {
   Measurements measured;
+  measured.result = stats.result;
   measured.latency = stats.latency;
   measured.jitter = stats.jitter;
   measured.packetLoss = stats.lossRatio;
@@ -61,12 +67,16 @@ Measurements measuredOf(const IcmpStats& stats) {
 }
 Measurements measuredOf(const HttpStats& stats) {
   Measurements measured;
+  measured.result = stats.result;
   measured.responseTime = stats.responseTime;
+  measured.statusCode = stats.statusCode;
   return measured;
 }
 Measurements measuredOf(const TcpStats& stats) {
   Measurements measured;
+  measured.result = stats.result;
   measured.latency = stats.latency;
+  measured.errorCode = stats.errorCode;
   return measured;
 }
 

@@ -20,6 +20,36 @@ std::string measured(double milliseconds) {
   return fmt::format("{}", static_cast<float>(std::max(milliseconds, kLeastMs)));
 }
 
+/// The text as a record can hold it, whatever a server or a library put into it.
+std::string plain(std::string text) {
+  constexpr std::size_t kMostBytes = 255;
+  text.resize(std::min(text.size(), kMostBytes));
+  std::ranges::replace_if(
+      text, [](char c) { return c < ' ' || c > '~'; }, '?');
+  return text;
+}
+
+std::string times(const Result& result) {
+  if (const auto* icmp = std::get_if<IcmpMeasurement>(&result.measured)) {
+    return fmt::format(R"(,"latency":{},"jitter":{},"packetLoss":{})", measured(icmp->meanMs),
+                       icmp->jitterMs ? measured(*icmp->jitterMs) : "0",
+                       static_cast<float>(icmp->lossPercent));
+  }
+  if (const auto* http = std::get_if<HttpMeasurement>(&result.measured)) {
+    return fmt::format(R"(,"responseTime":{})", measured(http->totalMs));
+  }
+  return fmt::format(R"(,"latency":{})",
+                     measured(std::get<TcpMeasurement>(result.measured).connectMs));
+}
+
+std::string noTimes(const ProbeConfig& probe) {
+  if (std::holds_alternative<IcmpParameters>(probe.parameters)) {
+    return R"(,"latency":0,"jitter":0,"packetLoss":100)";
+  }
+  return std::holds_alternative<TcpParameters>(probe.parameters) ? R"(,"latency":0)"
+                                                                 : R"(,"responseTime":0)";
+}
+
 /// As the agent names the interfaces of a namespace.
 std::string interfaceName(const ProbeConfig& probe) {
   const std::string& name = probe.binding.interface;
@@ -45,28 +75,18 @@ std::string recordKey(const ProbeConfig& probe, const IpAddress& address) {
 }
 
 std::optional<std::string> recordValues(const ProbeConfig& probe, const Result& result) {
-  if (result.outcome == Outcome::kNotMeasured) {
+  if (result.outcome == Outcome::kNotMeasured || result.outcome == Outcome::kOverloaded) {
     return std::nullopt;
   }
   const bool answered = result.outcome == Outcome::kAnswered;
-  if (const auto* icmp = std::get_if<IcmpMeasurement>(&result.measured);
-      answered && icmp != nullptr) {
-    return fmt::format(R"(,"latency":{},"jitter":{},"packetLoss":{})", measured(icmp->meanMs),
-                       icmp->jitterMs ? measured(*icmp->jitterMs) : "0",
-                       static_cast<float>(icmp->lossPercent));
+  std::string values = answered ? times(result) : noTimes(probe);
+  if (const auto* http = std::get_if<HttpMeasurement>(&result.measured)) {
+    values += fmt::format(R"(,"statusCode":{})", http->status);
   }
-  if (const auto* tcp = std::get_if<TcpMeasurement>(&result.measured); answered && tcp != nullptr) {
-    return fmt::format(R"(,"latency":{})", measured(tcp->connectMs));
+  if (result.error != 0 && std::holds_alternative<TcpParameters>(probe.parameters)) {
+    values += fmt::format(R"(,"errorCode":{})", result.error);
   }
-  if (const auto* http = std::get_if<HttpMeasurement>(&result.measured);
-      answered && http != nullptr) {
-    return fmt::format(R"(,"responseTime":{})", measured(http->totalMs));
-  }
-  if (std::holds_alternative<IcmpParameters>(probe.parameters)) {
-    return R"(,"latency":0,"jitter":0,"packetLoss":100)";
-  }
-  return std::holds_alternative<TcpParameters>(probe.parameters) ? R"(,"latency":0)"
-                                                                 : R"(,"responseTime":0)";
+  return values + fmt::format(R"(,"result":{})", quoted(plain(result.text)));
 }
 
 std::string helloLine(const std::string& client, std::chrono::nanoseconds hold) {

@@ -11,8 +11,9 @@ namespace Monitor {
 /// keys have equal texts. `address` is what the probe's destination stands for now.
 [[nodiscard]] std::string recordKey(const ProbeConfig& probe, const IpAddress& address);
 
-/// The measurements that a result publishes, as they stand in a line behind the key, each with a
-/// comma before it. Null when the result says nothing about the target.
+/// What a result publishes, as it stands in a line behind the key, each field with a comma before
+/// it: the measurements, the status of an HTTP answer or the errno of a TCP connect where there is
+/// one, and the result in words. Null when the result says nothing about the target.
 ///
 /// "No answer" is a time of 0, and for ICMP a loss of 100. A time that was measured is never
 /// published as 0: it is at least 0.001 ms.

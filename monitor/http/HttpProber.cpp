@@ -12,6 +12,9 @@ namespace Monitor {
 
 namespace {
 
+/// How late a timeout may be noticed and still be the target's.
+constexpr std::chrono::milliseconds kTooLate{250};
+
 std::size_t discard(char* /*data*/, std::size_t size, std::size_t count, void* /*self*/) {
   return size * count;
 }
@@ -59,6 +62,7 @@ class HttpProbe final : public Probe, private CurlMulti::Receiver {
       : prober_(prober),
         binding_(spec.binding),
         http_(std::get<HttpParameters>(spec.parameters)),
+        timeout_(spec.timeout),
         onResult_(std::move(onResult)),
         headers_(headerList(http_)),
         easy_(curl_easy_init()) {
@@ -69,13 +73,14 @@ class HttpProbe final : public Probe, private CurlMulti::Receiver {
     if (easy_ == nullptr || connectTo_ == nullptr) {
       throw std::bad_alloc();
     }
-    configure(std::chrono::ceil<std::chrono::milliseconds>(spec.timeout));
+    configure();
   }
   ~HttpProbe() override { stop(); }
 
   void start() override {
     socketError_.clear();
     errorText_.front() = '\0';
+    begin_ = prober_.loop_.now();
     prober_.multi_.add(easy_.get(), *this);
   }
 
@@ -87,7 +92,8 @@ class HttpProbe final : public Probe, private CurlMulti::Receiver {
     curl_easy_setopt(easy_.get(), option, value);
   }
 
-  void configure(std::chrono::milliseconds timeout) {
+  void configure() {
+    const auto timeout = std::chrono::ceil<std::chrono::milliseconds>(timeout_);
     set(CURLOPT_URL, http_.url.c_str());
     set(CURLOPT_PROTOCOLS_STR, "http,https");
     // The name was resolved by us, in the VRF: libcurl connects to the address, and still asks the
@@ -141,8 +147,16 @@ class HttpProbe final : public Probe, private CurlMulti::Receiver {
       return judged();
     }
     Result result = failure(code);
-    ++(result.outcome == Outcome::kNoAnswer ? prober_.counts_.noAnswer
-                                            : prober_.counts_.notMeasured);
+    switch (result.outcome) {
+      case Outcome::kNoAnswer:
+        ++prober_.counts_.noAnswer;
+        break;
+      case Outcome::kOverloaded:
+        ++prober_.counts_.overloaded;
+        break;
+      default:
+        ++prober_.counts_.notMeasured;
+    }
     return result;
   }
 
@@ -178,6 +192,11 @@ class HttpProbe final : public Probe, private CurlMulti::Receiver {
         }
         break;
       case CURLE_OPERATION_TIMEDOUT:
+        // libcurl looks at the time before it looks at what has arrived: when we come back to it
+        // long after the time was over, the answer may have been there all along.
+        if (prober_.loop_.now() - begin_ > timeout_ + kTooLate) {
+          return {Outcome::kOverloaded, {}, "could not be followed in time"};
+        }
         return noAnswer(infoOf<curl_off_t>(easy, CURLINFO_CONNECT_TIME_T) == 0
                             ? "timed out connecting"
                             : "timed out waiting for the answer");
@@ -201,6 +220,8 @@ class HttpProbe final : public Probe, private CurlMulti::Receiver {
   HttpProber& prober_;
   Binding binding_;
   HttpParameters http_;
+  std::chrono::nanoseconds timeout_;
+  Clock::time_point begin_;
   OnResult onResult_;
   CurlList headers_;
   CurlList connectTo_;
@@ -217,7 +238,8 @@ std::vector<Counter> HttpProber::counters() const {
   return {{"answered", counts_.answered},
           {"unexpected status", counts_.unexpected},
           {"no answer", counts_.noAnswer},
-          {"not measured", counts_.notMeasured}};
+          {"not measured", counts_.notMeasured},
+          {"overloaded", counts_.overloaded}};
 }
 
 }  // namespace Monitor

@@ -10,7 +10,7 @@ namespace Monitor {
 /// server that was named.
 class HttpProber final : public Prober {
  public:
-  explicit HttpProber(const Loop& loop) : multi_(loop.base) {}
+  explicit HttpProber(const Loop& loop) : loop_(loop), multi_(loop.base) {}
 
   [[nodiscard]] std::optional<std::string> unavailable() const override { return std::nullopt; }
   [[nodiscard]] std::unique_ptr<Probe> probe(const ProbeSpec& spec, OnResult onResult) override;
@@ -19,9 +19,10 @@ class HttpProber final : public Prober {
  private:
   friend class HttpProbe;
   struct Counts {
-    std::uint64_t answered = 0, unexpected = 0, noAnswer = 0, notMeasured = 0;
+    std::uint64_t answered = 0, unexpected = 0, noAnswer = 0, notMeasured = 0, overloaded = 0;
   };
 
+  Loop loop_;
   CurlMulti multi_;
   Counts counts_;
 };

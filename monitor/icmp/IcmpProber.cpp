@@ -21,7 +21,7 @@ using Icmp::Summary;
 Result resultOf(const RoundResult& round) {
   if (round.verdict != RoundResult::Verdict::kMeasured) {
     const bool overloaded = round.verdict == RoundResult::Verdict::kOverloaded;
-    return {Outcome::kNotMeasured, {}, (overloaded ? "overloaded: " : "") + round.text};
+    return {overloaded ? Outcome::kOverloaded : Outcome::kNotMeasured, {}, round.text};
   }
   const Summary& summary = round.summary;
   std::string text = fmt::format("{} of {} answered", summary.answered, summary.sent);

@@ -10,20 +10,27 @@ Result noAnswer(std::string text) { return {Outcome::kNoAnswer, {}, std::move(te
 Result notMeasured(std::string text) { return {Outcome::kNotMeasured, {}, std::move(text)}; }
 
 Result connectFailure(int error) {
+  Result result;
   switch (error) {
     case ECONNREFUSED:
-      return noAnswer("refused");
+      result = noAnswer("refused");
+      break;
     case ETIMEDOUT:
-      return noAnswer("timed out");
+      result = noAnswer("timed out");
+      break;
     case ECONNRESET:
-      return noAnswer("reset");
+      result = noAnswer("reset");
+      break;
     case EHOSTUNREACH:
     case ENETUNREACH:
     case EHOSTDOWN:
-      return noAnswer(std::string("unreachable: ") + std::strerror(error));
+      result = noAnswer(std::string("unreachable: ") + std::strerror(error));
+      break;
     default:
-      return notMeasured(std::string("connect: ") + std::strerror(error));
+      result = notMeasured(std::string("connect: ") + std::strerror(error));
   }
+  result.error = error;
+  return result;
 }
 
 }  // namespace Monitor

@@ -5,7 +5,7 @@
 namespace Monitor {
 
 /// What a failed connect() with this errno says: about the target or the way to it (kNoAnswer), or
-/// about this machine only (kNotMeasured).
+/// about this machine only (kNotMeasured). The result has the errno.
 [[nodiscard]] Result connectFailure(int error);
 
 [[nodiscard]] Result noAnswer(std::string text);

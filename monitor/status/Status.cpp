@@ -19,8 +19,8 @@ Json countersOf(const std::vector<Counter>& counters) {
 }
 
 std::string_view wordOf(Outcome outcome) {
-  static constexpr std::array<std::string_view, 3> kWords = {"answered", "no answer",
-                                                             "not measured"};
+  static constexpr std::array<std::string_view, 4> kWords = {"answered", "no answer",
+                                                             "not measured", "overloaded"};
   return kWords[static_cast<std::size_t>(outcome)];
 }
 
@@ -85,7 +85,7 @@ std::string statusText(const Supervisor& supervisor, const Configurer& configure
     json["agent"].update(countersOf(supervisor.feed()->counters()));
   }
   json["schedule"] = {{"started", supervisor.schedule().started()},
-                      {"overloaded", supervisor.schedule().overloaded()}};
+                      {"overloaded", supervisor.overload().rounds()}};
   json["resolver"] = countersOf(supervisor.resolver().counters());
   json["icmp"] = countersOf(supervisor.probers().icmp.counters());
   json["tcp"] = countersOf(supervisor.probers().tcp.counters());

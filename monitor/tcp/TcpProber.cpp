@@ -1,6 +1,7 @@
 #include "monitor/tcp/TcpProber.h"
 
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -29,6 +30,11 @@ int pendingError(int fd) {
   int error = 0;
   socklen_t length = sizeof error;
   return ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) == 0 ? error : errno;
+}
+
+bool writableNow(int fd) {
+  pollfd asked{fd, POLLOUT, 0};
+  return ::poll(&asked, 1, 0) == 1;
 }
 
 }  // namespace
@@ -69,9 +75,10 @@ class TcpProbe final : public Probe {
 
  private:
   [[nodiscard]] Result outcome(short what) const {
-    // Writable goes before timed out: after a delay of the loop's own both may be true.
-    if ((what & EV_WRITE) == 0) {
-      return noAnswer("timed out");
+    // Writable goes before timed out: after a delay of the loop's own both may be true, and then
+    // libevent tells the timeout alone.
+    if ((what & EV_WRITE) == 0 && !writableNow(socket_.get())) {
+      return connectFailure(ETIMEDOUT);
     }
     const Milliseconds elapsed = prober_.loop_.now() - begin_;
     if (const int error = pendingError(socket_.get()); error != 0) {
@@ -98,6 +105,7 @@ class TcpProbe final : public Probe {
         ++prober_.counts_.noAnswer;
         break;
       case Outcome::kNotMeasured:
+      case Outcome::kOverloaded:
         ++prober_.counts_.notMeasured;
         break;
     }

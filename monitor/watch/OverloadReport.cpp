@@ -24,15 +24,15 @@ OverloadReport::OverloadReport(const Loop& loop, const Schedule& schedule, Log& 
 }
 
 void OverloadReport::look() {
-  const std::uint64_t missed = schedule_.overloaded() - said_;
+  const std::uint64_t missed = rounds() - said_;
   if (missed == 0 || loop_.now() < quietUntil_) {
     return;
   }
   said_ += missed;
   quietUntil_ = loop_.now() + kQuiet;
   log_.warning(fmt::format(
-      "overloaded: {} rounds could not begin in time and were left out; nothing is published for "
-      "them; longer intervals or fewer probes would help",
+      "overloaded: {} rounds could not be held in time; nothing is published for them; longer "
+      "intervals or fewer probes would help",
       missed));
 }
 

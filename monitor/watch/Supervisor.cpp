@@ -21,7 +21,13 @@ Supervisor::Supervisor(const Loop& loop, const Probers& probers, Log& log)
       schedule_(loop.now, [this](Clock::time_point at) { scheduleTimer_.set(at - loop_.now()); }),
       overload_(loop, schedule_, log),
       resolver_(loop),
-      context_{schedule_, resolver_, probers, mirror_, log, [this] { firstResult(); }},
+      context_{schedule_,
+               resolver_,
+               probers,
+               mirror_,
+               log,
+               [this] { firstResult(); },
+               [this] { overload_.roundLost(); }},
       sweepTimer_(loop.base, [this] { sweep(); }) {
   sweepTimer_.set(kSweepAfter);
 }

@@ -27,6 +27,7 @@ class Supervisor {
 
   [[nodiscard]] const Config& config() const noexcept { return config_; }
   [[nodiscard]] const Schedule& schedule() const noexcept { return schedule_; }
+  [[nodiscard]] const OverloadReport& overload() const noexcept { return overload_; }
   [[nodiscard]] const Resolver& resolver() const noexcept { return resolver_; }
   [[nodiscard]] const Probers& probers() const noexcept { return context_.probers; }
   /// Null before the first configuration.

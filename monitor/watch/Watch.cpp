@@ -88,6 +88,10 @@ void Watch::startRound() {
 
 void Watch::roundDone(const Result& result) {
   place_->finished();
+  if (result.outcome == Outcome::kOverloaded) {
+    context_.onOverloaded();
+    return;
+  }
   ++rounds_;
   failures_ += result.outcome == Outcome::kNoAnswer ? 1 : 0;
   report(result);

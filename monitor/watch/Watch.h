@@ -30,6 +30,7 @@ struct WatchContext {
   Mirror& mirror;
   Log& log;
   std::function<void()> onFirstResult;  ///< Called once for each watch.
+  std::function<void()> onOverloaded;   ///< Called for each round that ended so.
 };
 
 /// One configured probe at work: finds its address, measures at its turns, publishes its record,
@@ -39,7 +40,8 @@ struct WatchContext {
 ///     name's address change.
 ///  2. A name that can't be resolved any more keeps its last address.
 ///  3. What the prober could not measure leaves the record as it is; after several such rounds on
-///     end the record is withdrawn, as an old figure would be taken for a new one.
+///     end the record is withdrawn, as an old figure would be taken for a new one. Overloaded
+///     rounds don't count towards these: the next one may well be held.
 class Watch {
  public:
   Watch(WatchContext& context, ProbeConfig config);

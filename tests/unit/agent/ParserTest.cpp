@@ -104,6 +104,23 @@ TEST(FeedParser, ATcpPutHasAnAddressAPortAndALatency) {
   EXPECT_EQ(put.measured, (Measurements{1.5F, 0, 0, 0}));
 }
 
+TEST(FeedParser, APutMayHaveAResultInWordsAndACode) {
+  EXPECT_EQ(parsed<Put>(icmpPut(R"(,"result":"5 of 5 answered")")).measured,
+            (Measurements{0, 0, 0, 0, "5 of 5 answered"}));
+  EXPECT_EQ(parsed<Put>(tcpPut(R"(,"port":1,"errorCode":111,"result":"refused")")).measured,
+            (Measurements{0, 0, 0, 0, "refused", 0, 111}));
+  const std::string http = R"({"op":"put","host":"h","probe":"http","url":"u")";
+  EXPECT_EQ(parsed<Put>(http + R"(,"statusCode":503,"result":""})").measured,
+            (Measurements{0, 0, 0, 0, "", 503, 0}));
+  EXPECT_EQ(errorOf(http + R"(,"statusCode":1000})"),
+            "statusCode: must be a whole number from 0 to 999");
+  EXPECT_EQ(errorOf(tcpPut(R"(,"port":1,"errorCode":4096)")),
+            "errorCode: must be a whole number from 0 to 4095");
+  EXPECT_EQ(errorOf(icmpPut(R"(,"statusCode":200)")), "statusCode: not a field of put");
+  EXPECT_EQ(errorOf(icmpPut(",\"result\":\"" + std::string(256, 'x') + "\"")),
+            "result: must have 0 to 255 bytes");
+}
+
 TEST(FeedParser, AbsentMeasurementsAreZero) {
   EXPECT_EQ(parsed<Put>(icmpPut("")).measured, Measurements{});
 }

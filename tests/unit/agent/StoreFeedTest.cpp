@@ -30,7 +30,8 @@ class StoreFeedTest : public testing::Test {
 };
 
 TEST_F(StoreFeedTest, AnIcmpRecordIsWhatTheFeedSaid) {
-  store_.recordIs("lab", icmp("web", "eth1", "192.0.2.1", "blue"), {12.5F, 0.25F, 0, 33.5F});
+  store_.recordIs("lab", icmp("web", "eth1", "192.0.2.1", "blue"),
+                  {12.5F, 0.25F, 0, 33.5F, "2 of 3 answered"});
   const auto status = host("lab", "web", "blue");
   ASSERT_TRUE(status);
   ASSERT_EQ(status->icmpStats().size(), 1U);
@@ -41,7 +42,7 @@ TEST_F(StoreFeedTest, AnIcmpRecordIsWhatTheFeedSaid) {
   EXPECT_EQ(stats.jitter, 0.25F);
   EXPECT_EQ(stats.lossRatio, 33.5F);
   EXPECT_EQ(stats.packetLoss, 34);
-  EXPECT_EQ(stats.result, "");
+  EXPECT_EQ(stats.result, "2 of 3 answered");
 }
 
 TEST_F(StoreFeedTest, PacketLossIsRoundedToTheNearestWholePercent) {
@@ -58,18 +59,22 @@ TEST_F(StoreFeedTest, PacketLossIsRoundedToTheNearestWholePercent) {
 }
 
 TEST_F(StoreFeedTest, AnHttpAndATcpRecordAreWhatTheFeedSaid) {
-  store_.recordIs("lab", http("web", "eth1", "http://h/"), {0, 0, 25.5F, 0});
-  store_.recordIs("lab", tcp("web", "eth2", "2001:db8::1", 443), {1.5F, 0, 0, 0});
+  store_.recordIs("lab", http("web", "eth1", "http://h/"), {0, 0, 25.5F, 0, "status 204", 204});
+  store_.recordIs("lab", tcp("web", "eth2", "2001:db8::1", 443), {1.5F, 0, 0, 0, "late", 0, 110});
   const auto status = host("lab", "web", "default");
   const auto& httpStats = *status->httpStats().begin();
   EXPECT_EQ(httpStats.key.intfName, "eth1");
   EXPECT_EQ(httpStats.key.url, "http://h/");
   EXPECT_EQ(httpStats.responseTime, 25.5F);
+  EXPECT_EQ(httpStats.result, "status 204");
+  EXPECT_EQ(httpStats.statusCode, 204U);
   const auto& tcpStats = *status->tcpStats().begin();
   EXPECT_EQ(tcpStats.key.intfName, "eth2");
   EXPECT_EQ(tcpStats.key.port, 443);
   EXPECT_EQ(tcpStats.key.ipAddr.stringValue(), "2001:db8::1");
   EXPECT_EQ(tcpStats.latency, 1.5F);
+  EXPECT_EQ(tcpStats.result, "late");
+  EXPECT_EQ(tcpStats.errorCode, 110U);
 }
 
 TEST_F(StoreFeedTest, AnEqualRecordIsNoChange) {
@@ -82,13 +87,13 @@ TEST_F(StoreFeedTest, AnEqualRecordIsNoChange) {
 }
 
 TEST_F(StoreFeedTest, WhatWasMeasuredCanBeReadBack) {
-  const Measurements icmpMeasured{1, 2, 0, 33.3F};
+  const Measurements icmpMeasured{1, 2, 0, 33.3F, "lossy"};
   store_.recordIs("lab", icmp("web", "", "::1"), icmpMeasured);
   EXPECT_EQ(store_.record("lab", icmp("web", "", "::1")), icmpMeasured);
-  const Measurements httpMeasured{0, 0, 3, 0};
+  const Measurements httpMeasured{0, 0, 3, 0, "status 500", 500};
   store_.recordIs("lab", http("web", "", "u"), httpMeasured);
   EXPECT_EQ(store_.record("lab", http("web", "", "u")), httpMeasured);
-  const Measurements tcpMeasured{4, 0, 0, 0};
+  const Measurements tcpMeasured{4, 0, 0, 0, "refused", 0, 111};
   store_.recordIs("lab", tcp("web", "", "::1", 1), tcpMeasured);
   EXPECT_EQ(store_.record("lab", tcp("web", "", "::1", 1)), tcpMeasured);
 }

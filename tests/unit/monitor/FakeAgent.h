@@ -141,7 +141,8 @@ class FakeAgent {
     nlohmann::json key = line;
     nlohmann::json values;
     key.erase("op");
-    for (const char* field : {"latency", "jitter", "packetLoss", "responseTime"}) {
+    for (const char* field :
+         {"latency", "jitter", "packetLoss", "responseTime", "result", "statusCode", "errorCode"}) {
       if (key.contains(field)) {
         values[field] = key[field];
         key.erase(field);

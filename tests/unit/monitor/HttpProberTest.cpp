@@ -141,9 +141,20 @@ TEST_F(HttpProberTest, ARefusedConnectionIsNoAnswer) {
 TEST_F(HttpProberTest, AServerThatStaysSilentTimesOut) {
   HttpServer server(loop_, "127.0.0.1");
   server.silentIs(true);
-  const Result result = roundOf(loop_, prober_, to(url(urlOf(server)), "127.0.0.1", {}, 200ms));
+  // A clock that stands still sees no delay of our own, however busy the machine is.
+  HttpProber prober({loop_.base(), [] { return Clock::time_point(); }});
+  const Result result = roundOf(loop_, prober, to(url(urlOf(server)), "127.0.0.1", {}, 200ms));
   EXPECT_EQ(result.outcome, Outcome::kNoAnswer);
   EXPECT_THAT(result.text, StartsWith("timed out"));
+}
+
+TEST_F(HttpProberTest, ATimeoutThatWeCameTooLateForIsOurs) {
+  HttpServer server(loop_, "127.0.0.1");
+  server.silentIs(true);
+  Clock::time_point now;
+  HttpProber prober({loop_.base(), [&] { return now += 10s; }});
+  const Result result = roundOf(loop_, prober, to(url(urlOf(server)), "127.0.0.1", {}, 200ms));
+  EXPECT_EQ(result.outcome, Outcome::kOverloaded);
 }
 
 TEST_F(HttpProberTest, AServerThatSpeaksNoHttpIsNoAnswer) {

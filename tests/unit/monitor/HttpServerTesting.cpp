@@ -10,7 +10,7 @@
 namespace Monitor::Testing {
 
 Identity::Identity()
-    : key_(EVP_EC_gen("P-256")),
+    : key_(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256")),
       certificate_(X509_new()),
       context_(SSL_CTX_new(TLS_server_method())) {
   X509* const certificate = certificate_.get();

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <nlohmann/json.hpp>
+
+#include "monitor/net/Failure.h"
 
 namespace Monitor {
 namespace {
@@ -52,45 +55,67 @@ TEST(Record, NamesAreEscapedForJson) {
   EXPECT_EQ(json["host"], "a\"b\\c\xef\xbf\xbd");
 }
 
-TEST(Record, MeasurementsAreInMilliseconds) {
-  EXPECT_EQ(recordValues(probe(IcmpParameters{}),
-                         {Outcome::kAnswered, IcmpMeasurement{12.345, 0.25, 20}, ""}),
-            R"(,"latency":12.345,"jitter":0.25,"packetLoss":20)");
-  EXPECT_EQ(recordValues(probe(TcpParameters{1}), {Outcome::kAnswered, TcpMeasurement{1.5}, ""}),
-            R"(,"latency":1.5)");
+nlohmann::json valuesOf(const ProbeConfig& config, const Result& result) {
+  const auto values = recordValues(config, result);
+  EXPECT_TRUE(values && values->starts_with(','));
+  return nlohmann::json::parse("{" + values.value_or(",").substr(1) + "}");
+}
+
+using nlohmann::json;
+
+TEST(Record, MeasurementsAreInMillisecondsAndTheResultInWords) {
+  EXPECT_EQ(
+      recordValues(probe(IcmpParameters{}),
+                   {Outcome::kAnswered, IcmpMeasurement{12.345, 0.25, 20}, "4 of 5 answered"}),
+      R"(,"latency":12.345,"jitter":0.25,"packetLoss":20,"result":"4 of 5 answered")");
+  EXPECT_EQ(
+      recordValues(probe(TcpParameters{1}), {Outcome::kAnswered, TcpMeasurement{1.5}, "connected"}),
+      R"(,"latency":1.5,"result":"connected")");
   EXPECT_EQ(recordValues(probe(http("http://a/")),
-                         {Outcome::kAnswered, HttpMeasurement{25.75, 1, 2, 3, 200}, ""}),
-            R"(,"responseTime":25.75)");
+                         {Outcome::kAnswered, HttpMeasurement{25.75, 1, 2, 3, 200}, "status 200"}),
+            R"(,"responseTime":25.75,"statusCode":200,"result":"status 200")");
 }
 
 TEST(Record, AMeasuredTimeIsNeverPublishedAsZero) {
   EXPECT_EQ(
-      recordValues(probe(IcmpParameters{}), {Outcome::kAnswered, IcmpMeasurement{0.0, 0.0, 0}, ""}),
-      R"(,"latency":0.001,"jitter":0.001,"packetLoss":0)");
-  EXPECT_EQ(recordValues(probe(TcpParameters{1}), {Outcome::kAnswered, TcpMeasurement{0.0004}, ""}),
-            R"(,"latency":0.001)");
-  EXPECT_EQ(recordValues(probe(http("http://a/")), {Outcome::kAnswered, HttpMeasurement{}, ""}),
-            R"(,"responseTime":0.001)");
+      valuesOf(probe(IcmpParameters{}), {Outcome::kAnswered, IcmpMeasurement{0.0, 0.0, 0}, ""}),
+      (json{{"latency", 0.001}, {"jitter", 0.001}, {"packetLoss", 0}, {"result", ""}}));
+  EXPECT_EQ(valuesOf(probe(TcpParameters{1}), {Outcome::kAnswered, TcpMeasurement{0.0004}, ""}),
+            (json{{"latency", 0.001}, {"result", ""}}));
+  EXPECT_EQ(valuesOf(probe(http("http://a/")), {Outcome::kAnswered, HttpMeasurement{}, ""}),
+            (json{{"responseTime", 0.001}, {"statusCode", 0}, {"result", ""}}));
 }
 
 TEST(Record, AJitterThatWasNotMeasuredIsZero) {
-  EXPECT_EQ(recordValues(probe(IcmpParameters{}),
-                         {Outcome::kAnswered, IcmpMeasurement{1.0, std::nullopt, 80}, ""}),
-            R"(,"latency":1,"jitter":0,"packetLoss":80)");
+  EXPECT_EQ(valuesOf(probe(IcmpParameters{}),
+                     {Outcome::kAnswered, IcmpMeasurement{1.0, std::nullopt, 80}, ""}),
+            (json{{"latency", 1}, {"jitter", 0}, {"packetLoss", 80}, {"result", ""}}));
 }
 
-TEST(Record, NoAnswerIsAllLossAndATimeOfZero) {
-  EXPECT_EQ(recordValues(probe(IcmpParameters{}), {Outcome::kNoAnswer, {}, "timed out"}),
-            R"(,"latency":0,"jitter":0,"packetLoss":100)");
-  EXPECT_EQ(recordValues(probe(TcpParameters{1}), {Outcome::kNoAnswer, {}, "refused"}),
-            R"(,"latency":0)");
-  EXPECT_EQ(recordValues(probe(http("http://a/")),
-                         {Outcome::kNoAnswer, HttpMeasurement{9, 1, 2, 3, 503}, "status 503"}),
-            R"(,"responseTime":0)");
+TEST(Record, NoAnswerIsAllLossAndATimeOfZeroWithTheReason) {
+  EXPECT_EQ(valuesOf(probe(IcmpParameters{}), {Outcome::kNoAnswer, {}, "timed out"}),
+            (json{{"latency", 0}, {"jitter", 0}, {"packetLoss", 100}, {"result", "timed out"}}));
+  EXPECT_EQ(valuesOf(probe(TcpParameters{1}), connectFailure(ECONNREFUSED)),
+            (json{{"latency", 0}, {"errorCode", ECONNREFUSED}, {"result", "refused"}}));
+  EXPECT_EQ(valuesOf(probe(http("http://a/")),
+                     {Outcome::kNoAnswer, HttpMeasurement{9, 1, 2, 3, 503}, "status 503"}),
+            (json{{"responseTime", 0}, {"statusCode", 503}, {"result", "status 503"}}));
+  EXPECT_EQ(valuesOf(probe(http("http://a/")), connectFailure(ECONNREFUSED)),
+            (json{{"responseTime", 0}, {"result", "refused"}}))
+      << "the record of an HTTP probe has no place for an errno";
+}
+
+TEST(Record, AResultThatIsTooLongOrNoPlainTextIsMadeToFit) {
+  const auto resultOf = [](std::string text) {
+    return valuesOf(probe(TcpParameters{1}), {Outcome::kNoAnswer, {}, std::move(text)})["result"];
+  };
+  EXPECT_EQ(resultOf(std::string(300, 'x')), std::string(255, 'x'));
+  EXPECT_EQ(resultOf("a\nb\xff\"c\\"), "a?b?\"c\\");
 }
 
 TEST(Record, WhatWasNotMeasuredPublishesNothing) {
-  EXPECT_FALSE(recordValues(probe(IcmpParameters{}), {Outcome::kNotMeasured, {}, "overloaded"}));
+  EXPECT_FALSE(recordValues(probe(IcmpParameters{}), {Outcome::kNotMeasured, {}, "no socket"}));
+  EXPECT_FALSE(recordValues(probe(IcmpParameters{}), {Outcome::kOverloaded, {}, "too late"}));
 }
 
 TEST(Record, LinesAreJsonObjects) {

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <thread>
+
 #include "tests/unit/monitor/ServerTesting.h"
 
 namespace Monitor {
@@ -53,6 +56,7 @@ TEST_F(TcpProberTest, ARefusedConnectionIsNoAnswer) {
   const Result result = roundOf(loop_, prober_, to("127.0.0.1", portOf(bound.get())));
   EXPECT_EQ(result.outcome, Outcome::kNoAnswer);
   EXPECT_EQ(result.text, "refused");
+  EXPECT_EQ(result.error, ECONNREFUSED);
 }
 
 TEST_F(TcpProberTest, AConnectionThatNobodyAnswersTimesOut) {
@@ -63,6 +67,17 @@ TEST_F(TcpProberTest, AConnectionThatNobodyAnswersTimesOut) {
   const Result result = roundOf(loop_, prober_, to("127.0.0.1", port, {}, 50ms));
   EXPECT_EQ(result.outcome, Outcome::kNoAnswer);
   EXPECT_EQ(result.text, "timed out");
+}
+
+TEST_F(TcpProberTest, AConnectionMadeWhileTheLoopWasHeldUpBeyondTheTimeoutIsMeasured) {
+  const UniqueFd server = listener("127.0.0.1");
+  std::optional<Result> result;
+  const auto probe = prober_.probe(to("127.0.0.1", portOf(server.get()), {}, 1ms),
+                                   [&](const Result& got) { result = got; });
+  probe->start();
+  std::this_thread::sleep_for(20ms);
+  ASSERT_TRUE(loop_.runUntil([&] { return result.has_value(); }));
+  EXPECT_EQ(result->outcome, Outcome::kAnswered) << result->text;
 }
 
 TEST_F(TcpProberTest, AnUnusableBindingIsNotTheTargetsFailure) {

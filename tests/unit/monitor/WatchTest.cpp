@@ -103,9 +103,10 @@ class WatchTest : public testing::Test {
     }
     return lines;
   }
-  static std::string put(const std::string& address, const std::string& latency) {
+  static std::string put(const std::string& address, const std::string& latency,
+                         const std::string& result = "connected") {
     return R"({"op":"put","host":"web1","vrf":"default","probe":"tcp","address":")" + address +
-           R"(","port":443,"latency":)" + latency + "}\n";
+           R"(","port":443,"latency":)" + latency + ",\"result\":\"" + result + "\"}\n";
   }
   static std::string remove(const std::string& address) {
     return R"({"op":"remove","host":"web1","vrf":"default","probe":"tcp","address":")" + address +
@@ -121,8 +122,14 @@ class WatchTest : public testing::Test {
   Log log_{Severity::kWarning, [this] { return now_; },
            [this](std::string_view line) { logged_.emplace_back(line); }};
   int firstResults_ = 0;
-  WatchContext context_{schedule_, names_, Probers{icmp_, tcp_, http_},
-                        mirror_,   log_,   [this] { ++firstResults_; }};
+  int overloaded_ = 0;
+  WatchContext context_{schedule_,
+                        names_,
+                        Probers{icmp_, tcp_, http_},
+                        mirror_,
+                        log_,
+                        [this] { ++firstResults_; },
+                        [this] { ++overloaded_; }};
 };
 
 TEST_F(WatchTest, AnAddressIsMeasuredAndPublishedRoundByRound) {
@@ -167,7 +174,7 @@ TEST_F(WatchTest, OtherSettingsRestartTheProbeAndKeepTheRecord) {
   EXPECT_EQ(tcp_.made(), 2);
   EXPECT_THAT(said(), IsEmpty());
   round(kTimedOut);
-  EXPECT_THAT(said(), ElementsAre(put("192.0.2.1", "0")));
+  EXPECT_THAT(said(), ElementsAre(put("192.0.2.1", "0", "timed out")));
 }
 
 TEST_F(WatchTest, FailuresAreLoggedWhenTheyBeginAndChangeAndEnd) {
@@ -197,6 +204,23 @@ TEST_F(WatchTest, WhatWasNotMeasuredLeavesTheRecordForTwoRoundsAndWithdrawsItAtT
   EXPECT_EQ(watch->failures(), 0U);
   EXPECT_THAT(logged_, ElementsAre(HasSubstr("not measured: interface eth1: No such device"),
                                    HasSubstr("answers again")));
+}
+
+TEST_F(WatchTest, OverloadedRoundsAreCountedAndChangeNothing) {
+  const auto watch = WatchTest::watch(tcp("192.0.2.1"));
+  const Result overloaded{Outcome::kOverloaded, {}, "too late"};
+  round(overloaded);
+  EXPECT_EQ(firstResults_, 0);
+  round(kConnected);
+  (void)said();
+  for (int i = 0; i < 5; ++i) {
+    round(overloaded);
+  }
+  round(kConnected);
+  EXPECT_THAT(said(), IsEmpty());
+  EXPECT_THAT(logged_, IsEmpty());
+  EXPECT_EQ(overloaded_, 6);
+  EXPECT_EQ(watch->failures(), 0U);
 }
 
 TEST_F(WatchTest, ANameIsMeasuredOnceItIsResolvedInItsVrf) {
@@ -278,7 +302,7 @@ TEST_F(WatchTest, AUrlKeepsItsRecordWhenItsAddressChanges) {
   round(answered, http_);
   names_.answer({"192.0.2.2"});
   round(kRefused, http_);
-  EXPECT_THAT(said(), ElementsAre(HasSubstr("\"responseTime\":0}")));
+  EXPECT_THAT(said(), ElementsAre(HasSubstr("\"responseTime\":0,\"result\":\"refused\"}")));
   EXPECT_EQ(mirror_.size(), 1U);
 }
 
@@ -298,7 +322,7 @@ TEST_F(WatchTest, TwoProbesThatResolveToOneRecordSayThatTheyShareIt) {
   tcp_.probes()[0]->finish(kConnected);
   tcp_.probes()[1]->finish(kRefused);
   EXPECT_THAT(logged_, ElementsAre(HasSubstr("refused"), HasSubstr("shares its record")));
-  EXPECT_THAT(said(), ElementsAre(put("192.0.2.1", "0")));
+  EXPECT_THAT(said(), ElementsAre(put("192.0.2.1", "0", "refused")));
   two.reset();
   nextRounds();
   tcp_.probes()[0]->finish(kConnected);
@@ -339,8 +363,10 @@ TEST(OverloadReport, SaysAtMostOnceAMinuteHowManyRoundsWereLeftOut) {
   EXPECT_THAT(logged, ElementsAre(HasSubstr("overloaded: 4 rounds")));
   away(5s);
   EXPECT_THAT(logged, SizeIs(1));
+  report.roundLost();
   away(60s);
-  EXPECT_THAT(logged, ElementsAre(testing::_, HasSubstr("overloaded: 63 rounds")));
+  EXPECT_THAT(logged, ElementsAre(testing::_, HasSubstr("overloaded: 64 rounds")));
+  EXPECT_EQ(report.rounds(), 68U);
 }
 
 }  // namespace
