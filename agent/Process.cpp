@@ -88,8 +88,9 @@ void runAgent(const Settings& settings) {
   HoldTimer holdTimer(clients);
   std::optional<FeedServer> server;
   if (settings.feed) {
-    server.emplace(loop, *settings.feed, clients, queue);
+    server.emplace(loop, *settings.feed, clients, queue, logLine);
     loop.workAdd(*server);
+    loop.timerAdd(*server);
   }
   std::list<FeedFile> files;
   for (const std::string& path : settings.feedFiles.value_or(std::vector<std::string>())) {

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "agent/StartError.h"
 
@@ -79,29 +80,48 @@ FeedServer::Connection::Connection(FeedServer& server, Fd socket)
             [this, &server](EventLoop::Ready ready) { server.ready(*this, ready); }) {}
 
 FeedServer::FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients,
-                       OperationQueue& queue)
+                       OperationQueue& queue, Warn warn, Accept accept)
     : loop_(loop),
       path_(std::move(path)),
       clients_(clients),
       queue_(queue),
+      warn_(std::move(warn)),
+      accept_(std::move(accept)),
       fd_(listenAt(path_)),
-      watch_(loop, fd_.get(), [this](EventLoop::Ready) { accept(); }) {
+      watch_(loop, fd_.get(), [this](EventLoop::Ready) { this->accept(); }) {
   acceptingIs(true);
 }
 
 FeedServer::~FeedServer() { unlink(path_.c_str()); }
 
+Fd FeedServer::acceptNonBlocking(int listening) {
+  return Fd(accept4(listening, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+}
+
 void FeedServer::accept() {
-  Fd socket(accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+  Fd socket = accept_(fd_.get());
   if (socket.valid()) {
+    pauseTold_ = false;
     settle(connections_.emplace_back(*this, std::move(socket)));
-  } else if (!connections_.empty() && (errno == EMFILE || errno == ENFILE)) {
-    // Asking again at once would only spin; the next connection that closes frees a descriptor.
-    acceptingIs(false);
+  } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+    pauseAccepting(errno);
   }
   if (connections_.size() >= kMaxConnections) {
     acceptingIs(false);
   }
+}
+
+void FeedServer::pauseAccepting(int error) {
+  acceptingIs(false);
+  acceptAgain_ = Clock::now() + kAcceptPause;
+  if (!std::exchange(pauseTold_, true)) {
+    warn_(fmt::format("--feed {}: new connections have to wait: {}", path_, std::strerror(error)));
+  }
+}
+
+void FeedServer::run() {
+  acceptAgain_.reset();
+  acceptingIs(connections_.size() < kMaxConnections);
 }
 
 void FeedServer::ready(Connection& connection, EventLoop::Ready ready) {
@@ -149,13 +169,17 @@ void FeedServer::settle(Connection& connection) {
     acceptingIs(true);
     return;
   }
-  connection.watch.interestIs(connection.session.wantsInput(),
-                              !connection.session.output().empty());
+  connection.reading = connection.session.wantsInput();
+  connection.watch.interestIs(connection.reading, !connection.session.output().empty());
+}
+
+bool FeedServer::Connection::hasWork() {
+  return session.hasWork() || (!reading && session.wantsInput());
 }
 
 bool FeedServer::hasWork() {
   return std::ranges::any_of(connections_,
-                             [](Connection& connection) { return connection.session.hasWork(); });
+                             [](Connection& connection) { return connection.hasWork(); });
 }
 
 void FeedServer::work(Ubo::YieldPolicy& yield) {
@@ -163,7 +187,7 @@ void FeedServer::work(Ubo::YieldPolicy& yield) {
   for (std::size_t count = connections_.size(); count > 0; --count) {
     Connection& connection = connections_.front();
     connections_.splice(connections_.end(), connections_, connections_.begin());
-    if (!connection.session.hasWork()) {
+    if (!connection.hasWork()) {
       continue;
     }
     connection.session.work(yield);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
@@ -13,14 +14,24 @@ namespace Agent {
 
 /// The feed's Unix stream socket: a thin shell that carries octets between connections and their
 /// sessions. A client that misbehaves or dies costs its own connection only.
-class FeedServer final : public Work {
+class FeedServer final : public Work, public Timer {
  public:
+  using Warn = std::function<void(const std::string&)>;
+  /// Takes a connection from a listening socket, as accept4 does: an invalid result leaves the
+  /// cause in errno.
+  using Accept = std::function<Fd(int listening)>;
+  static Fd acceptNonBlocking(int listening);
+
   /// Connections beyond this wait in the kernel's queue until another one closes.
   static constexpr std::size_t kMaxConnections = 256;
+  /// How long connections wait before the next try when the process or the system is out of
+  /// descriptors.
+  static constexpr std::chrono::milliseconds kAcceptPause{500};
 
   /// Listens at `path`, in place of a socket there that nobody listens at. Its mode is 0660: who
   /// may connect is told by its owner and group. Throws StartError.
-  FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients, OperationQueue& queue);
+  FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients, OperationQueue& queue,
+             Warn warn, Accept accept = acceptNonBlocking);
   FeedServer(const FeedServer&) = delete;
   FeedServer& operator=(const FeedServer&) = delete;
   /// Closes all connections and removes the socket.
@@ -29,16 +40,26 @@ class FeedServer final : public Work {
   bool hasWork() override;
   void work(Ubo::YieldPolicy& yield) override;
 
+  /// When accepting goes on after a pause.
+  std::optional<Clock::time_point> next() override { return acceptAgain_; }
+  void run() override;
+
  private:
   struct Connection {
     Connection(FeedServer& server, Fd socket);
+    /// Lines to take, or input to ask for again: a queue that was full tells nobody when it is not.
+    [[nodiscard]] bool hasWork();
     Fd fd;
     Session session;
-    bool mute = false;  ///< The client takes no answers any more.
+    bool mute = false;     ///< The client takes no answers any more.
+    bool reading = false;  ///< Input is asked for.
     EventLoop::Watch watch;
   };
 
   void accept();
+  /// Leaves the listening socket alone for a while. It stays readable all the time, so that
+  /// watching it would only spin.
+  void pauseAccepting(int error);
   void ready(Connection& connection, EventLoop::Ready ready);
   void receive(Connection& connection);
   void send(Connection& connection);
@@ -50,6 +71,10 @@ class FeedServer final : public Work {
   std::string path_;
   ClientRegistry& clients_;
   OperationQueue& queue_;
+  Warn warn_;
+  Accept accept_;
+  std::optional<Clock::time_point> acceptAgain_;
+  bool pauseTold_ = false;  ///< One line a shortage, not one a try.
   Fd fd_;
   std::list<Connection> connections_;
   EventLoop::Watch watch_;

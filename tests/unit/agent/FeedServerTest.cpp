@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -31,8 +32,18 @@ class FeedServerTest : public testing::Test {
   }
 
   void serve() {
-    server_ = std::make_unique<FeedServer>(loop_, path_.string(), clients_, queue_);
+    server_ = std::make_unique<FeedServer>(
+        loop_, path_.string(), clients_, queue_,
+        [this](const std::string& line) { log_.push_back(line); },
+        [this](int listening) {
+          if (shortage_ != 0) {
+            errno = shortage_;
+            return Fd(-1);
+          }
+          return FeedServer::acceptNonBlocking(listening);
+        });
     loop_.workAdd(*server_);
+    loop_.timerAdd(*server_);
   }
   [[nodiscard]] Fd connected() const {
     Fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0));
@@ -90,6 +101,8 @@ class FeedServerTest : public testing::Test {
   Testing::FakeClock clock_;
   ClientRegistry clients_{clock_.now(), [](const Pomel::String&) {}};
   std::unique_ptr<FeedServer> server_;
+  std::vector<std::string> log_;
+  int shortage_ = 0;  ///< What accept fails with, as errno; 0 for nothing.
 };
 
 TEST_F(FeedServerTest, LinesAreTakenAndAnswered) {
@@ -213,7 +226,7 @@ TEST_F(FeedServerTest, AClientThatDiesWhileItsSyncWaitsLeavesNothingBehind) {
 
 TEST_F(FeedServerTest, AFullQueueHoldsTheClientBackAndLosesNothing) {
   OperationQueue small(10);
-  FeedServer server(loop_, path_.string(), clients_, small);
+  FeedServer server(loop_, path_.string(), clients_, small, [](const std::string&) {});
   loop_.workAdd(server);
   const Fd client = connected();
   std::string lines = "{\"op\":\"hello\",\"client\":\"a\"}\n";
@@ -232,6 +245,24 @@ TEST_F(FeedServerTest, AFullQueueHoldsTheClientBackAndLosesNothing) {
   EXPECT_EQ(small.accepted(), 100U);
 }
 
+TEST_F(FeedServerTest, AClientWhoseLastLineFilledTheQueueIsReadAgainWhenThereIsRoom) {
+  OperationQueue small(1);
+  FeedServer server(loop_, path_.string(), clients_, small, [](const std::string&) {});
+  loop_.workAdd(server);
+  const Fd client = connected();
+  const std::string change = "{\"op\":\"removeClient\"}\n";
+  sendTo(client, "{\"op\":\"hello\",\"client\":\"a\"}\n" + change);
+  turns();
+  ASSERT_TRUE(small.full());
+  sendTo(client, change);
+  turns();
+  EXPECT_EQ(small.accepted(), 1U);
+  (void)small.pop();
+  small.applied();
+  turns();
+  EXPECT_EQ(small.accepted(), 2U);
+}
+
 TEST_F(FeedServerTest, ConnectionsBeyondTheBoundWaitForAnotherToClose) {
   serve();
   std::vector<Fd> crowd;
@@ -246,6 +277,48 @@ TEST_F(FeedServerTest, ConnectionsBeyondTheBoundWaitForAnotherToClose) {
   crowd.pop_back();
   turns();
   EXPECT_EQ(received(late), kOk);
+}
+
+TEST_F(FeedServerTest, WithoutDescriptorsAConnectionWaitsAndTheLoopRests) {
+  serve();
+  shortage_ = EMFILE;
+  const Fd client = connected();
+  sendTo(client, "{\"op\":\"hello\",\"client\":\"a\"}\n");
+  loop_.turn(0ms);
+  ASSERT_EQ(log_.size(), 1U);
+  EXPECT_EQ(log_[0],
+            "--feed " + path_.string() + ": new connections have to wait: Too many open files");
+  // Nothing but the end of the pause wakes the loop: each of these turns is one more try.
+  for (int tries = 0; tries < 3; ++tries) {
+    const auto due = server_->next();
+    ASSERT_TRUE(due);
+    loop_.turn(std::nullopt);
+    EXPECT_GE(Clock::now(), *due);
+    loop_.turn(0ms);
+  }
+  EXPECT_EQ(log_.size(), 1U);
+  EXPECT_EQ(received(client), "");
+  shortage_ = 0;
+  loop_.turn(std::nullopt);
+  turns();
+  EXPECT_EQ(received(client), kOk);
+  EXPECT_EQ(server_->next(), std::nullopt);
+}
+
+TEST_F(FeedServerTest, EachShortageIsToldOnce) {
+  serve();
+  for (const int cause : {EMFILE, ENFILE, ENOBUFS, ENOMEM}) {
+    shortage_ = cause;
+    log_.clear();
+    const Fd client = connected();
+    loop_.turn(0ms);
+    loop_.turn(std::nullopt);
+    loop_.turn(0ms);
+    EXPECT_EQ(log_.size(), 1U) << cause;
+    shortage_ = 0;
+    loop_.turn(std::nullopt);
+    turns();
+  }
 }
 
 TEST_F(FeedServerTest, TheSocketIsRemovedAtTheEnd) {
