@@ -10,7 +10,8 @@
 namespace Agent {
 
 /// Switches the units' traces on and sends their lines to standard error or to a file, to which
-/// they are appended. The lines end with this object.
+/// they are appended. A control character in a text is written as \xNN, so that each trace is one
+/// line. What cannot be written is lost. The lines end with this object.
 class TraceOutput {
  public:
   /// Throws StartError when the file cannot be opened.

@@ -263,16 +263,33 @@ class Signals(AgentCase):
         client.sync()
         until(lambda: agent.tools.walk() == agent.model.varbinds(), "all rows")
 
-    def test_trace_lines_for_a_reader_that_is_gone_are_lost_and_nothing_else(self):
-        # What is written to a pipe without reader raises SIGPIPE.
-        reader, writer = os.pipe()
-        os.close(reader)
-        agent = self.start("--trace", "ConnectivityMonitorSnmpTableSm=9", error_stream=writer)
-        os.close(writer)
+
+class WhatCannotBeWritten(AgentCase):
+    """Traces and complaints are lost then, and nothing else."""
+
+    def assert_works(self, *arguments, **how):
+        # It complains at its start: of a file's line.
+        records = self.scratch.file("bad.jsonl", "nonsense\n")
+        agent = self.start("--trace", "ConnectivityMonitorSnmpTableSm=9", "--feed-file", records,
+                           *arguments, **how)
         with agent.client() as client:
             client.put("h", "icmp", address="192.0.2.1")
             client.sync()
         self.assert_serves(agent)
+
+    def test_standard_error_whose_reader_is_gone(self):
+        # What is written to a pipe without reader raises SIGPIPE.
+        reader, writer = os.pipe()
+        os.close(reader)
+        self.addCleanup(os.close, writer)
+        self.assert_works(error_stream=writer)
+
+    def test_standard_error_on_a_full_disk(self):
+        with open("/dev/full", "wb") as full:
+            self.assert_works(error_stream=full)
+
+    def test_a_trace_file_on_a_full_disk(self):
+        self.assert_works("--trace-file", "/dev/full")
 
 
 if __name__ == "__main__":

@@ -109,6 +109,23 @@ class Trace(AgentCase):
         agent.stop()
         self.assertEqual(agent.process.stderr, "")
 
+    def test_a_name_with_a_line_end_makes_no_line_of_its_own(self):
+        path = self.scratch.path / "trace.log"
+        for to_file in (False, True):
+            with self.subTest(to_file=to_file):
+                agent = self.start("--trace", ASKED, *(("--trace-file", path) if to_file else ()),
+                                   name=f"to_file_{to_file}")
+                with agent.client() as client:
+                    client.put("x\nvelmorConMonMIB:0: forged\x1b\x7f", "http", url="u")
+                    client.sync()
+                agent.tools.walk()
+                agent.stop()
+                lines = self.parse(path.read_text() if to_file else agent.process.stderr)
+                self.assertEqual([text for _, _, text in lines if text.startswith("forged")], [])
+                shown = (r"request GET for column velmorHttpProbeClient, "
+                         r"key labx\x0avelmorConMonMIB:0: forged\x1b\x7fu0")
+                self.assertTrue([text for _, _, text in lines if text.endswith(shown)], lines)
+
 
 if __name__ == "__main__":
     unittest.main()
