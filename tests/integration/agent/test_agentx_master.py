@@ -55,6 +55,17 @@ class Masters(SubagentCase):
         complaints = [line for line in agent.log() if str(self.socket) in line]
         self.assertEqual(len(complaints), 1, agent.process)
 
+    def test_a_master_that_does_not_answer_stops_neither_the_feed_nor_the_end(self):
+        deaf = HangUp(self.socket, deaf=True)
+        self.addCleanup(deaf.close)
+        agent = self.start_subagent()
+        # Behind the first tries again, which is when net-snmp's alarms are at work.
+        until(lambda: deaf.tries > RETRIES, f"{RETRIES} tries")
+        with agent.client("lab") as client:
+            client.put("h", "http", url="u")
+            client.sync()
+        agent.stop()
+
     def test_the_usual_place_is_what_the_configuration_says(self):
         config = self.scratch.file("agentx.conf", f"agentXSocket {self.socket}\n")
         master = self.start_master()

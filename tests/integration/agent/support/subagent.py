@@ -68,11 +68,13 @@ class SubagentCase(AgentCase):
 
 
 class HangUp:
-    """A server at a Unix socket that ends every connection at once."""
+    """A server at a Unix socket that ends every connection at once, or that never says a word."""
 
-    def __init__(self, path):
+    def __init__(self, path, deaf=False):
         self.path = path
         self.tries = 0
+        self._deaf = deaf
+        self._connections = []
         self._socket = socket.socket(socket.AF_UNIX)
         self._socket.bind(str(path))
         self._socket.listen()
@@ -86,9 +88,14 @@ class HangUp:
             except OSError:
                 return
             self.tries += 1
-            connection.close()
+            if self._deaf:
+                self._connections.append(connection)
+            else:
+                connection.close()
 
     def close(self):
         self._socket.shutdown(socket.SHUT_RDWR)
         self._socket.close()
         self._thread.join()
+        for connection in self._connections:
+            connection.close()
