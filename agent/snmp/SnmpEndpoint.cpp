@@ -119,9 +119,9 @@ void SnmpEndpoint::beSubagent(const std::string& master) {
   init_agent(kType);
   netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL,
                      kMasterInterval);
-  // net-snmp waits for a master's answer on the spot, and its alarms, counted from before that wait,
-  // never end when it is longer than the interval. One try of a second is shorter; over a reliable
-  // stream a repeated request is worth nothing.
+  // net-snmp waits for a master's answer on the spot, and its alarms, counted from before that
+  // wait, never end when it is longer than the interval. One try of a second is shorter; over a
+  // reliable stream a repeated request is worth nothing.
   netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_RETRIES, 0);
   bool connected = false;
   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, noteConnected,
