@@ -4,12 +4,13 @@
 #include <optional>
 
 #include "Snmp/CentrumUtil.h"
-#include "agent/Log.h"
+#include "agent/ServiceManager.h"
 #include "agent/Signals.h"
 #include "agent/TraceOutput.h"
 #include "agent/feed/FeedFile.h"
 #include "agent/feed/FeedServer.h"
 #include "agent/feed/FeedWork.h"
+#include "agent/interfaces/InterfaceWatcher.h"
 #include "agent/plugin/SchedulerWork.h"
 #include "agent/plugin/StartGate.h"
 #include "agent/snmp/ContextCommunities.h"
@@ -51,7 +52,8 @@ struct Store {
 
 }  // namespace
 
-void runAgent(const Settings& settings) {
+void runAgent(const Settings& settings, const Log& log) {
+  const auto warn = log.at(Severity::kWarning);
   const auto budget = settings.sliceBudget.value_or(Ubo::kSliceBudget);
   const TraceOutput trace(settings.trace.value_or(TraceLevels()), settings.traceFile);
   EventLoop loop(budget);
@@ -64,7 +66,7 @@ void runAgent(const Settings& settings) {
 
   // Requests may come in as soon as the sockets are open; until records flow they find empty
   // tables.
-  SnmpEndpoint snmp(snmpSettings(settings), logLine);
+  SnmpEndpoint snmp(snmpSettings(settings), warn);
   std::optional<ContextCommunities> communities;
   if (!settings.agentx) {
     communities.emplace(settings.community.value_or(std::string(kDefaultCommunity)));
@@ -76,7 +78,7 @@ void runAgent(const Settings& settings) {
   StoreFeed storeFeed(
       store.inputs.clientDir, store.inputs.ifMib,
       [&plugin](const Pomel::String& vrf, std::uint32_t count) { plugin.vrfCountIs(vrf, count); });
-  RecordBook book(storeFeed, logLine);
+  RecordBook book(storeFeed, warn);
   OperationQueue queue(kQueueCapacity);
   Applier applier(queue, book);
   ApplierWork applierWork(applier);
@@ -88,13 +90,21 @@ void runAgent(const Settings& settings) {
   HoldTimer holdTimer(clients);
   std::optional<FeedServer> server;
   if (settings.feed) {
-    server.emplace(loop, *settings.feed, clients, queue, logLine);
+    server.emplace(loop, *settings.feed, clients, queue, warn, log.at(Severity::kInfo));
     loop.workAdd(*server);
     loop.timerAdd(*server);
   }
   std::list<FeedFile> files;
   for (const std::string& path : settings.feedFiles.value_or(std::vector<std::string>())) {
-    loop.workAdd(files.emplace_back(path, clients, queue, logLine));
+    loop.workAdd(files.emplace_back(path, clients, queue, warn));
+  }
+
+  std::optional<InterfaceWatcher> interfaces;
+  if (settings.interfaces.value_or(Interfaces::kKernel) == Interfaces::kKernel) {
+    interfaces.emplace(loop, queue, warn);
+    watchAll(*interfaces, settings.netnsVrfs.value_or(NetnsVrfs()));
+    loop.workAdd(*interfaces);
+    loop.timerAdd(*interfaces);
   }
 
   loop.requestSourceIs(snmp);
@@ -102,6 +112,9 @@ void runAgent(const Settings& settings) {
   loop.workAdd(*gate);
   loop.workAdd(applierWork);
   loop.timerAdd(holdTimer);
+  ServiceManager serviceManager(*gate, Clock::now());
+  loop.workAdd(serviceManager);
+  loop.timerAdd(serviceManager);
   gate->start();
   loop.run();
 }

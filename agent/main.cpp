@@ -8,6 +8,8 @@
 #include "agent/config/ConfigFile.h"
 
 int main(int argc, char** argv) {
+  using Agent::Severity;
+  const Agent::Log start = Agent::standardErrorLog(Severity::kWarning);
   try {
     const auto parsed = Agent::parseCommandLine(argc, argv);
     if (const auto* printout = std::get_if<Agent::Printout>(&parsed)) {
@@ -20,13 +22,15 @@ int main(int argc, char** argv) {
       settings = Agent::overlaid(settings, Agent::readConfigFile(*line.config));
     }
     if (!line.checkConfig) {
-      Agent::runAgent(settings);
+      Agent::runAgent(
+          settings, Agent::standardErrorLog(settings.verbose.value_or(false) ? Severity::kInfo
+                                                                             : Severity::kWarning));
     }
     return EXIT_SUCCESS;
   } catch (const Agent::ConfigError& error) {
-    Agent::logLine(error.what());
+    start.write(Severity::kError, error.what());
   } catch (const Agent::StartError& error) {
-    Agent::logLine(error.what());
+    start.write(Severity::kError, error.what());
   }
   return EXIT_FAILURE;
 }

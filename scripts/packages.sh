@@ -7,11 +7,13 @@
 run_packages='
   g++ cmake ninja-build pkgconf
   libsnmp-dev libssl-dev libboost-dev libjemalloc-dev nlohmann-json3-dev libcli11-dev libyaml-cpp-dev
-  libevent-dev libcurl4-openssl-dev libc-ares-dev
+  libmnl-dev libsystemd-dev libevent-dev libcurl4-openssl-dev libc-ares-dev
+  dpkg-dev file
   snmp'
 
 # For the tests and checks on top of that.
 test_packages='
   libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
   clang clang-format clang-tidy libclang-rt-dev
+  systemd fakeroot
   snmpd smitools iproute2 python3 python3-yaml python3-jsonschema'

@@ -45,6 +45,7 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
   app.get_formatter()->column_width(34);
 
   std::string trace;
+  std::string interfaces;
   long budget = 0;
   const auto path = [&](const char* name, std::optional<std::string>& to, const char* text) {
     app.add_option(name, to, text)->type_name("PATH")->check(validator(checkNotEmpty));
@@ -90,6 +91,14 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
                      "(default 2)")
           ->type_name("MS")
           ->check(CLI::Range(1, kMaxSliceBudget));
+  auto* interfacesOption =
+      app.add_option("--interfaces", interfaces,
+                     "Take interface indexes from the kernel and the feed (kernel, the default) or "
+                     "from the feed alone (feed)")
+          ->type_name("SOURCE")
+          ->check(validator(checkInterfaces));
+  bool verbose = false;
+  app.add_flag("--verbose", verbose, "Log what goes well, too, such as who connects to the feed");
   path("--config", line.config, "Read settings from PATH (YAML); the command line wins");
   app.add_flag("--check-config", line.checkConfig,
                "Check the command line and --config, then exit");
@@ -111,6 +120,12 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
   }
   if (*budgetOption) {
     settings.sliceBudget = std::chrono::milliseconds(budget);
+  }
+  if (*interfacesOption) {
+    settings.interfaces = interfacesOf(interfaces);
+  }
+  if (verbose) {
+    settings.verbose = true;
   }
   return line;
 }

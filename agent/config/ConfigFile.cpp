@@ -74,6 +74,12 @@ class Reader {
       settings_.community = checked(value, key, checkCommunity);
     } else if (key == "slice-budget") {
       settings_.sliceBudget = budgetOf(value, key);
+    } else if (key == "interfaces") {
+      settings_.interfaces = interfacesOf(checked(value, key, checkInterfaces));
+    } else if (key == "vrfs") {
+      settings_.netnsVrfs = vrfsOf(value, key);
+    } else if (key == "verbose") {
+      settings_.verbose = switchOf(value, key);
     } else {
       fail(at, key, "unknown setting");
     }
@@ -137,6 +143,33 @@ class Reader {
           accept<std::pair<std::string, int>>(entry.first, key, parseTraceLevel(unit, level)));
     }
     return levels;
+  }
+  /// VRF names, each with a map of its own, as in the prober's configuration.
+  std::map<std::string, std::string> vrfsOf(const YAML::Node& value, const std::string& key) const {
+    if (!value.IsMap()) {
+      fail(value, key, "expected a map of VRFs by name");
+    }
+    std::map<std::string, std::string> vrfs;
+    for (const auto& entry : value) {
+      const std::string vrf = checked(entry.first, key, checkNetnsVrf);
+      const std::string path = fmt::format("{}.{}", key, nameOf(vrf));
+      if (!entry.second.IsMap() || entry.second.size() != 1 || !entry.second["netns"]) {
+        fail(entry.second.IsNull() ? entry.first : entry.second, path,
+             "expected a map with the key netns");
+      }
+      const std::string netns = checked(entry.second["netns"], path + ".netns", checkNetns);
+      if (!vrfs.emplace(vrf, netns).second) {
+        fail(entry.first, path, "given twice");
+      }
+    }
+    return vrfs;
+  }
+  bool switchOf(const YAML::Node& value, const std::string& key) const {
+    const std::string text = stringOf(value, key);
+    if (text != "true" && text != "false") {
+      fail(value, key, "expected true or false");
+    }
+    return text == "true";
   }
   std::chrono::milliseconds budgetOf(const YAML::Node& value, const std::string& key) const {
     const std::string text = stringOf(value, key);

@@ -14,8 +14,9 @@ class ConfigError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Reads a configuration file: a YAML map whose keys are the command line's long options. Relative
-/// paths in it are relative to the file's directory. Throws ConfigError.
+/// Reads a configuration file: a YAML map whose keys are the command line's long options, and
+/// `vrfs`, a map of the VRFs that are network namespaces (`blue: {netns: NAME}`). Relative paths in
+/// it are relative to the file's directory. Throws ConfigError.
 [[nodiscard]] Settings readConfigFile(const std::string& path);
 
 /// The same from a text; `path` is for the errors and the relative paths.

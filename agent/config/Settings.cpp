@@ -5,15 +5,19 @@
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
 #include <limits>
 
 #include "agent/Quote.h"
+#include "agent/feed/Parser.h"
 
 namespace Agent {
 
 namespace {
 
 constexpr std::size_t kMaxCommunityBytes = 64;
+constexpr std::string_view kKernelInterfaces = "kernel";
+constexpr std::string_view kFeedInterfaces = "feed";
 
 bool isPort(std::string_view text) {
   unsigned port = 0;
@@ -59,6 +63,9 @@ Settings overlaid(Settings above, Settings below) {
   fill(above.snmpConf, below.snmpConf);
   fill(above.community, below.community);
   fill(above.sliceBudget, below.sliceBudget);
+  fill(above.interfaces, below.interfaces);
+  fill(above.netnsVrfs, below.netnsVrfs);
+  fill(above.verbose, below.verbose);
   return above;
 }
 
@@ -91,6 +98,32 @@ std::optional<Expected> checkSliceBudget(long milliseconds) {
     return std::nullopt;
   }
   return Expected{fmt::format("expected 1 to {} milliseconds", kMaxSliceBudget)};
+}
+
+std::optional<Expected> checkInterfaces(std::string_view text) {
+  if (text == kKernelInterfaces || text == kFeedInterfaces) {
+    return std::nullopt;
+  }
+  return Expected{fmt::format("expected {} or {}", kKernelInterfaces, kFeedInterfaces)};
+}
+
+Interfaces interfacesOf(std::string_view text) {
+  return text == kKernelInterfaces ? Interfaces::kKernel : Interfaces::kFeedOnly;
+}
+
+std::optional<Expected> checkNetnsVrf(std::string_view text) {
+  if (!text.empty() && text.size() <= kMaxVrfBytes && text != "default") {
+    return std::nullopt;
+  }
+  return Expected{
+      fmt::format("expected the name of a VRF other than default, 1 to {} bytes", kMaxVrfBytes)};
+}
+
+std::optional<Expected> checkNetns(std::string_view text) {
+  const bool isFile = !text.empty() && text != "." && text != ".." && text.size() <= NAME_MAX &&
+                      text.find('/') == std::string_view::npos;
+  return isFile ? std::nullopt
+                : std::optional(Expected{"expected the name of a network namespace"});
 }
 
 }  // namespace Agent

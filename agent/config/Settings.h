@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,6 +10,9 @@
 #include "agent/config/TraceLevels.h"
 
 namespace Agent {
+
+/// Where interface indexes come from, besides feed lines.
+enum class Interfaces : bool { kKernel, kFeedOnly };
 
 /// What the command line or the configuration file says; absent where it says nothing.
 struct Settings {
@@ -23,6 +27,10 @@ struct Settings {
   std::optional<std::string> snmpConf;
   std::optional<std::string> community;
   std::optional<std::chrono::milliseconds> sliceBudget;
+  std::optional<Interfaces> interfaces;
+  std::optional<bool> verbose;  ///< Log what goes well, too.
+  std::optional<std::map<std::string, std::string>>
+      netnsVrfs;  ///< VRF name to the name of the network namespace that it is.
 };
 
 inline constexpr std::string_view kDefaultListen = "udp:127.0.0.1:1161";
@@ -37,5 +45,12 @@ inline constexpr int kMaxSliceBudget = 1000;  ///< Milliseconds.
 [[nodiscard]] std::optional<Expected> checkListenAddress(std::string_view text);
 [[nodiscard]] std::optional<Expected> checkCommunity(std::string_view text);
 [[nodiscard]] std::optional<Expected> checkSliceBudget(long milliseconds);
+[[nodiscard]] std::optional<Expected> checkInterfaces(std::string_view text);
+/// Precondition: checkInterfaces() finds nothing.
+[[nodiscard]] Interfaces interfacesOf(std::string_view text);
+/// A VRF that a namespace is; the default VRF is the agent's own namespace.
+[[nodiscard]] std::optional<Expected> checkNetnsVrf(std::string_view text);
+/// A name of a network namespace, as ip-netns(8) takes it.
+[[nodiscard]] std::optional<Expected> checkNetns(std::string_view text);
 
 }  // namespace Agent

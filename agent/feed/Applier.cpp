@@ -68,11 +68,16 @@ Applier::Job Applier::start(const Pomel::String& client, const RemoveClient& /*c
   };
 }
 
-Applier::Job Applier::start(const Pomel::String& /*client*/, const SetInterface& change) {
-  if (book_.ledger().ifIndex(change.name) == change.ifIndex) {
+Applier::Job Applier::start(const Pomel::String& client, const SetInterface& change) {
+  const bool fromKernel = client.empty();
+  if (fromKernel && book_.ledger().isSetByClient(change.name)) {
     return nullptr;
   }
-  return [this, change, publish = Job()]() mutable {
+  if (book_.ledger().ifIndex(change.name) == change.ifIndex) {
+    book_.ledger().setByIs(change.name, client);
+    return nullptr;
+  }
+  return [this, client, change, publish = Job()]() mutable {
     if (publish) {
       return publish();
     }
@@ -80,7 +85,7 @@ Applier::Job Applier::start(const Pomel::String& /*client*/, const SetInterface&
       aside_.push_back(book_.withdraw(*record));
       return false;
     }
-    book_.ifIndexIs(change.name, change.ifIndex);
+    book_.ifIndexIs(change.name, change.ifIndex, client);
     publish = publishAsideJob();
     return false;
   };

@@ -16,6 +16,9 @@ namespace Agent {
 /// An interface that gets an index, its first or another, is handled in one order: the records
 /// bound to it are withdrawn, the index is set, the records are published again. So no row stays
 /// behind under an old key, and no single step has to replay all records of the interface.
+///
+/// Of an interface's index, a client knows better than the kernel: once a client has set it, only
+/// clients change it. So the outcome does not depend on who was heard first.
 class Applier {
  public:
   Applier(OperationQueue& queue, RecordBook& book) : queue_(queue), book_(book) {}

@@ -71,6 +71,15 @@ Fd listenAt(const std::string& path) {
   return fd;
 }
 
+std::string peerOf(const Fd& socket) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  if (getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+    return std::strerror(errno);
+  }
+  return fmt::format("process {}, user {}, group {}", peer.pid, peer.uid, peer.gid);
+}
+
 }  // namespace
 
 FeedServer::Connection::Connection(FeedServer& server, Fd socket)
@@ -80,12 +89,13 @@ FeedServer::Connection::Connection(FeedServer& server, Fd socket)
             [this, &server](EventLoop::Ready ready) { server.ready(*this, ready); }) {}
 
 FeedServer::FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients,
-                       OperationQueue& queue, Warn warn, Accept accept)
+                       OperationQueue& queue, Warn warn, Inform inform, Accept accept)
     : loop_(loop),
       path_(std::move(path)),
       clients_(clients),
       queue_(queue),
       warn_(std::move(warn)),
+      inform_(std::move(inform)),
       accept_(std::move(accept)),
       fd_(listenAt(path_)),
       watch_(loop, fd_.get(), [this](EventLoop::Ready) { this->accept(); }) {
@@ -102,6 +112,7 @@ void FeedServer::accept() {
   Fd socket = accept_(fd_.get());
   if (socket.valid()) {
     pauseTold_ = false;
+    inform_(fmt::format("feed: connection from {}", peerOf(socket)));
     settle(connections_.emplace_back(*this, std::move(socket)));
   } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
     pauseAccepting(errno);

@@ -17,6 +17,7 @@ namespace Agent {
 class FeedServer final : public Work, public Timer {
  public:
   using Warn = std::function<void(const std::string&)>;
+  using Inform = std::function<void(const std::string&)>;
   /// Takes a connection from a listening socket, as accept4 does: an invalid result leaves the
   /// cause in errno.
   using Accept = std::function<Fd(int listening)>;
@@ -30,8 +31,9 @@ class FeedServer final : public Work, public Timer {
 
   /// Listens at `path`, in place of a socket there that nobody listens at. Its mode is 0660: who
   /// may connect is told by its owner and group. Throws StartError.
+  /// Each connection is told of with what the kernel says of its peer, unix(7).
   FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients, OperationQueue& queue,
-             Warn warn, Accept accept = acceptNonBlocking);
+             Warn warn, Inform inform, Accept accept = acceptNonBlocking);
   FeedServer(const FeedServer&) = delete;
   FeedServer& operator=(const FeedServer&) = delete;
   /// Closes all connections and removes the socket.
@@ -72,6 +74,7 @@ class FeedServer final : public Work, public Timer {
   ClientRegistry& clients_;
   OperationQueue& queue_;
   Warn warn_;
+  Inform inform_;
   Accept accept_;
   std::optional<Clock::time_point> acceptAgain_;
   bool pauseTold_ = false;  ///< One line a shortage, not one a try.

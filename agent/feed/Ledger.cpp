@@ -241,10 +241,21 @@ std::optional<std::uint32_t> Ledger::ifIndex(const Pomel::String& interface) con
   return at == interfaces_.end() ? std::nullopt : at->second.ifIndex;
 }
 
-void Ledger::ifIndexIs(const Pomel::String& interface, std::uint32_t ifIndex) {
+void Ledger::ifIndexIs(const Pomel::String& interface, std::uint32_t ifIndex,
+                       const Pomel::String& setBy) {
   Interface* entry = interfaceIs(interface);
   assert(entry->records.empty());
   entry->ifIndex = ifIndex;
+  entry->setBy = setBy;
+}
+
+void Ledger::setByIs(const Pomel::String& interface, const Pomel::String& setBy) {
+  interfaces_.at(interface).setBy = setBy;
+}
+
+bool Ledger::isSetByClient(const Pomel::String& interface) const {
+  const auto at = interfaces_.find(interface);
+  return at != interfaces_.end() && at->second.ifIndex && !at->second.setBy.empty();
 }
 
 std::uint32_t Ledger::indexedIn(const Pomel::String& vrf) const {

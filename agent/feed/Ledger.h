@@ -56,6 +56,7 @@ class Ledger {
   struct Interface {
     Pomel::String name;
     std::optional<std::uint32_t> ifIndex;
+    Pomel::String setBy;        ///< The client that set the present index; empty: the kernel did.
     List<ByInterface> records;  ///< In the order in which they were entered.
   };
 
@@ -104,7 +105,11 @@ class Ledger {
 
   [[nodiscard]] std::optional<std::uint32_t> ifIndex(const Pomel::String& interface) const;
   /// Precondition: no record is bound to the interface, so that no row's name changes under it.
-  void ifIndexIs(const Pomel::String& interface, std::uint32_t ifIndex);
+  void ifIndexIs(const Pomel::String& interface, std::uint32_t ifIndex, const Pomel::String& setBy);
+  /// Somebody says the same index. Precondition: the interface has one.
+  void setByIs(const Pomel::String& interface, const Pomel::String& setBy);
+  /// Whether a client, not the kernel, set the interface's index.
+  [[nodiscard]] bool isSetByClient(const Pomel::String& interface) const;
 
   /// Records of the VRF that have a row.
   [[nodiscard]] std::uint32_t indexedIn(const Pomel::String& vrf) const;

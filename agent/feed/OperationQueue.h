@@ -20,7 +20,7 @@ using Change = std::variant<SetInterface, Put, Remove, RemoveHost, RemoveClient>
 class OperationQueue {
  public:
   struct Entry {
-    Pomel::String client;
+    Pomel::String client;  ///< Empty: the kernel, which says interface indexes and nothing else.
     Change change;
   };
 

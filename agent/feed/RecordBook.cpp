@@ -18,7 +18,19 @@ constexpr std::size_t kMaxWarnings = 1000;
 std::string describe(const IcmpTarget& target) {
   return fmt::format("icmp {}", target.address.stringValue());
 }
-std::string describe(const HttpTarget& target) { return fmt::format("http {}", quote(target.url)); }
+/// The log is no place for the password that a URL may hold (RFC 3986, 3.2.1).
+std::string withoutUser(std::string_view url) {
+  const std::size_t scheme = url.find("://");
+  const std::size_t begin = scheme == std::string_view::npos ? 0 : scheme + 3;
+  const std::size_t at = url.substr(0, url.find_first_of("/?#", begin)).rfind('@');
+  return at == std::string_view::npos || at < begin
+             ? std::string(url)
+             : fmt::format("{}...{}", url.substr(0, begin), url.substr(at));
+}
+
+std::string describe(const HttpTarget& target) {
+  return fmt::format("http {}", quote(withoutUser(target.url)));
+}
 std::string describe(const TcpTarget& target) {
   return fmt::format("tcp {} port {}", target.address.stringValue(), target.port);
 }
@@ -91,8 +103,9 @@ Withdrawn RecordBook::withdraw(Ledger::Record& record) {
   return withdrawn;
 }
 
-void RecordBook::ifIndexIs(const Pomel::String& interface, std::uint32_t ifIndex) {
-  ledger_.ifIndexIs(interface, ifIndex);
+void RecordBook::ifIndexIs(const Pomel::String& interface, std::uint32_t ifIndex,
+                           const Pomel::String& setBy) {
+  ledger_.ifIndexIs(interface, ifIndex, setBy);
   store_.ifIndexIs(interface, ifIndex);
 }
 

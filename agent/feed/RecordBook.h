@@ -49,7 +49,7 @@ class RecordBook {
   Withdrawn withdraw(Ledger::Record& record);
   void restore(const Withdrawn& record);
   /// Precondition: no record is bound to the interface.
-  void ifIndexIs(const Pomel::String& interface, std::uint32_t ifIndex);
+  void ifIndexIs(const Pomel::String& interface, std::uint32_t ifIndex, const Pomel::String& setBy);
   /// The plug-in's agent was replaced, and counts from zero again. Precondition: no records.
   void agentReplaced() { counts_.clear(); }
 

@@ -10,7 +10,7 @@ from support.case import AgentCase
 from support.waiting import until
 
 SETTINGS = ("feed", "feed-file", "listen", "agentx", "snmp-conf", "community", "trace", "trace-file",
-            "plugin", "slice-budget")
+            "plugin", "slice-budget", "interfaces", "verbose")
 NOWHERE = "/nonexistent/file"
 
 
@@ -50,6 +50,7 @@ class BadCommandLines(AgentCase):
                 (["--trace", "velmorConMonMIB=x"], "--trace"),
                 (["--trace", "velmorConMonMIB=1,"], "--trace"),
                 (["--trace", ""], "--trace"),
+                (["--interfaces", "both"], "--interfaces", "kernel or feed"),
                 (["--slice-budget", "0"], "--slice-budget", "1 to 1000"),
                 (["--slice-budget", "1001"], "--slice-budget"),
                 (["--slice-budget", "fast"], "--slice-budget"),

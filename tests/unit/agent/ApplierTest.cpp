@@ -149,6 +149,45 @@ TEST_F(ApplierTest, AnUnchangedIndexTouchesNothing) {
   EXPECT_EQ(model_.calls, Calls{});
 }
 
+TEST_F(ApplierTest, AnIndexOfTheKernelIsHandledInTheSameOrder) {
+  push("", SetInterface{"eth1", 7});
+  push("c", icmp("h", "eth1", "10.0.0.1"), 1);
+  applyAllAndForgetCalls();
+  push("", SetInterface{"eth1", 8});
+  applyAll();
+  EXPECT_EQ(model_.calls, (Calls{"del c h", "index eth1 8", "put c h 1"}));
+  EXPECT_EQ(model_.rows.size(), 1U);
+}
+
+TEST_F(ApplierTest, AClientsIndexWinsOverTheKernelsWhoeverIsHeardFirst) {
+  push("", SetInterface{"eth1", 2});
+  push("c", SetInterface{"eth1", 7});
+  push("c", SetInterface{"eth2", 7});
+  push("", SetInterface{"eth2", 3});
+  push("", SetInterface{"eth1", 4});
+  push("d", SetInterface{"eth2", 8});
+  applyAll();
+  EXPECT_EQ(book_.ledger().ifIndex("eth1"), 7U);
+  EXPECT_EQ(book_.ledger().ifIndex("eth2"), 8U);
+}
+
+TEST_F(ApplierTest, AClientThatSaysTheKernelsIndexMakesItItsOwn) {
+  push("", SetInterface{"eth1", 2});
+  push("c", SetInterface{"eth1", 2});
+  push("", SetInterface{"eth1", 3});
+  applyAll();
+  EXPECT_EQ(book_.ledger().ifIndex("eth1"), 2U);
+  EXPECT_TRUE(book_.ledger().isSetByClient("eth1"));
+}
+
+TEST_F(ApplierTest, AnInterfaceThatOnlyRecordsNameIsTheKernelsToSet) {
+  push("c", icmp("h", "eth1", "10.0.0.1"), 1);
+  push("", SetInterface{"eth1", 2});
+  applyAll();
+  EXPECT_FALSE(book_.ledger().isSetByClient("eth1"));
+  EXPECT_EQ(book_.ledger().ifIndex("eth1"), 2U);
+}
+
 TEST_F(ApplierTest, AnInterfaceOfOneClientServesAllClients) {
   push("c", SetInterface{"eth1", 7});
   push("d", icmp("h", "eth1", "10.0.0.1"), 1);

@@ -38,18 +38,33 @@ TEST(CommandLine, NothingSaidIsNothingSet) {
 }
 
 TEST(CommandLine, EveryOptionIsTaken) {
-  const CommandLine line = parsed({"--feed",         "/feed",
-                                   "--feed-file",    "a",
-                                   "--feed-file",    "b",
-                                   "--listen",       "udp:127.0.0.1:1161",
-                                   "--listen",       "udp6:[::1]:1161",
-                                   "--trace",        "velmorConMonMIB=2",
-                                   "--trace-file",   "t",
-                                   "--plugin",       "p",
-                                   "--snmp-conf",    "s",
-                                   "--community",    "c",
-                                   "--slice-budget", "7",
-                                   "--config",       "y",
+  const CommandLine line = parsed({"--feed",
+                                   "/feed",
+                                   "--feed-file",
+                                   "a",
+                                   "--feed-file",
+                                   "b",
+                                   "--listen",
+                                   "udp:127.0.0.1:1161",
+                                   "--listen",
+                                   "udp6:[::1]:1161",
+                                   "--trace",
+                                   "velmorConMonMIB=2",
+                                   "--trace-file",
+                                   "t",
+                                   "--plugin",
+                                   "p",
+                                   "--snmp-conf",
+                                   "s",
+                                   "--community",
+                                   "c",
+                                   "--slice-budget",
+                                   "7",
+                                   "--interfaces",
+                                   "feed",
+                                   "--verbose",
+                                   "--config",
+                                   "y",
                                    "--check-config"});
   EXPECT_EQ(line.settings.feed, "/feed");
   EXPECT_EQ(line.settings.feedFiles, (std::vector<std::string>{"a", "b"}));
@@ -61,6 +76,8 @@ TEST(CommandLine, EveryOptionIsTaken) {
   EXPECT_EQ(line.settings.snmpConf, "s");
   EXPECT_EQ(line.settings.community, "c");
   EXPECT_EQ(line.settings.sliceBudget, std::chrono::milliseconds(7));
+  EXPECT_EQ(line.settings.interfaces, Interfaces::kFeedOnly);
+  EXPECT_EQ(line.settings.verbose, true);
   EXPECT_EQ(line.config, "y");
   EXPECT_TRUE(line.checkConfig);
 }
@@ -76,7 +93,8 @@ TEST(CommandLine, HelpAndVersionArePrinted) {
   EXPECT_EQ(printed("--version"), "conmon-snmpd " CONMON_VERSION "\n");
   for (const char* option :
        {"--feed", "--feed-file", "--listen", "--agentx", "--trace", "--trace-file", "--config",
-        "--check-config", "--plugin", "--snmp-conf", "--community", "--slice-budget"}) {
+        "--check-config", "--plugin", "--snmp-conf", "--community", "--slice-budget",
+        "--interfaces", "--verbose"}) {
     EXPECT_NE(printed("--help").find(option), std::string::npos) << option;
   }
 }

@@ -27,7 +27,10 @@ TEST(ConfigFile, EverySettingIsRead) {
       "plugin: lib/plugin.so\n"
       "snmp-conf: snmpd.conf\n"
       "community: secret\n"
-      "slice-budget: 5\n",
+      "slice-budget: 5\n"
+      "interfaces: feed\n"
+      "verbose: true\n"
+      "vrfs: {blue: {netns: b}, red: {netns: r}}\n",
       "/etc/conmon/agent.yaml");
   EXPECT_EQ(settings.feed, "/run/feed.sock");
   EXPECT_EQ(settings.feedFiles, (std::vector<std::string>{"/etc/conmon/a.jsonl", "/b.jsonl"}));
@@ -39,6 +42,9 @@ TEST(ConfigFile, EverySettingIsRead) {
   EXPECT_EQ(settings.snmpConf, "/etc/conmon/snmpd.conf");
   EXPECT_EQ(settings.community, "secret");
   EXPECT_EQ(settings.sliceBudget, std::chrono::milliseconds(5));
+  EXPECT_EQ(settings.interfaces, Interfaces::kFeedOnly);
+  EXPECT_EQ(settings.verbose, true);
+  EXPECT_EQ(settings.netnsVrfs, (std::map<std::string, std::string>{{"blue", "b"}, {"red", "r"}}));
 }
 
 TEST(ConfigFile, AListOfOneMayBeWrittenAsItsOnlyItem) {
@@ -91,6 +97,26 @@ TEST(ConfigFile, EachFaultNamesFileLineAndKey) {
   EXPECT_EQ(errorOf("trace: velmorConMonMIB\n"),
             "agent.yaml:1: trace: expected UNIT=LEVEL, not \"velmorConMonMIB\"");
   EXPECT_EQ(errorOf("trace: []\n"), "agent.yaml:1: trace: expected a text");
+}
+
+TEST(ConfigFile, FaultsOfVrfsNameTheVrf) {
+  EXPECT_EQ(errorOf("interfaces: both\n"), "agent.yaml:1: interfaces: expected kernel or feed");
+  EXPECT_EQ(errorOf("verbose: yes\n"), "agent.yaml:1: verbose: expected true or false");
+  EXPECT_EQ(errorOf("vrfs: [blue]\n"), "agent.yaml:1: vrfs: expected a map of VRFs by name");
+  EXPECT_EQ(errorOf("vrfs:\n"), "agent.yaml:1: vrfs: expected a map of VRFs by name");
+  EXPECT_EQ(errorOf("vrfs:\n  default: {netns: a}\n"),
+            "agent.yaml:2: vrfs: expected the name of a VRF other than default, 1 to 32 bytes");
+  const std::string netnsOnly = "expected a map with the key netns";
+  EXPECT_EQ(errorOf("vrfs:\n  blue: b\n"), "agent.yaml:2: vrfs.blue: " + netnsOnly);
+  EXPECT_EQ(errorOf("vrfs:\n  blue:\n"), "agent.yaml:2: vrfs.blue: " + netnsOnly);
+  EXPECT_EQ(errorOf("vrfs:\n  blue: {}\n"), "agent.yaml:2: vrfs.blue: " + netnsOnly);
+  EXPECT_EQ(errorOf("vrfs:\n  blue: {netns: b, device: d}\n"),
+            "agent.yaml:2: vrfs.blue: " + netnsOnly);
+  EXPECT_EQ(errorOf("vrfs:\n  blue: {device: d}\n"), "agent.yaml:2: vrfs.blue: " + netnsOnly);
+  EXPECT_EQ(errorOf("vrfs:\n  blue: {netns: a/b}\n"),
+            "agent.yaml:2: vrfs.blue.netns: expected the name of a network namespace");
+  EXPECT_EQ(errorOf("vrfs:\n  blue: {netns: a}\n  blue: {netns: b}\n"),
+            "agent.yaml:3: vrfs.blue: given twice");
 }
 
 TEST(ConfigFile, ListenAndAgentxExcludeEachOther) {

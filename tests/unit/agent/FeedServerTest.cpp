@@ -1,5 +1,6 @@
 #include "agent/feed/FeedServer.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -35,6 +36,7 @@ class FeedServerTest : public testing::Test {
     server_ = std::make_unique<FeedServer>(
         loop_, path_.string(), clients_, queue_,
         [this](const std::string& line) { log_.push_back(line); },
+        [this](const std::string& line) { told_.push_back(line); },
         [this](int listening) {
           if (shortage_ != 0) {
             errno = shortage_;
@@ -102,6 +104,7 @@ class FeedServerTest : public testing::Test {
   ClientRegistry clients_{clock_.now(), [](const Pomel::String&) {}};
   std::unique_ptr<FeedServer> server_;
   std::vector<std::string> log_;
+  std::vector<std::string> told_;
   int shortage_ = 0;  ///< What accept fails with, as errno; 0 for nothing.
 };
 
@@ -226,7 +229,8 @@ TEST_F(FeedServerTest, AClientThatDiesWhileItsSyncWaitsLeavesNothingBehind) {
 
 TEST_F(FeedServerTest, AFullQueueHoldsTheClientBackAndLosesNothing) {
   OperationQueue small(10);
-  FeedServer server(loop_, path_.string(), clients_, small, [](const std::string&) {});
+  FeedServer server(
+      loop_, path_.string(), clients_, small, [](const std::string&) {}, [](const std::string&) {});
   loop_.workAdd(server);
   const Fd client = connected();
   std::string lines = "{\"op\":\"hello\",\"client\":\"a\"}\n";
@@ -247,7 +251,8 @@ TEST_F(FeedServerTest, AFullQueueHoldsTheClientBackAndLosesNothing) {
 
 TEST_F(FeedServerTest, AClientWhoseLastLineFilledTheQueueIsReadAgainWhenThereIsRoom) {
   OperationQueue small(1);
-  FeedServer server(loop_, path_.string(), clients_, small, [](const std::string&) {});
+  FeedServer server(
+      loop_, path_.string(), clients_, small, [](const std::string&) {}, [](const std::string&) {});
   loop_.workAdd(server);
   const Fd client = connected();
   const std::string change = "{\"op\":\"removeClient\"}\n";
@@ -359,6 +364,17 @@ TEST_F(FeedServerTest, APathThatCannotBeASocketsIsAnError) {
   EXPECT_EQ(startError(), "--feed " + path_.string() + ": expected a path of 1 to 107 bytes");
   path_ = directory_ / "no" / "such";
   EXPECT_EQ(startError(), "--feed " + path_.string() + ": No such file or directory");
+}
+
+TEST_F(FeedServerTest, EachConnectionIsLoggedWithItsPeer) {
+  serve();
+  const Fd one = connected();
+  const Fd two = connected();
+  turns();
+  const std::string line = fmt::format("feed: connection from process {}, user {}, group {}",
+                                       getpid(), getuid(), getgid());
+  EXPECT_EQ(told_, (std::vector{line, line}));
+  EXPECT_TRUE(log_.empty());
 }
 
 }  // namespace

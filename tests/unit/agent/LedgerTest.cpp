@@ -59,14 +59,14 @@ TEST(Ledger, RecordsAreFoundByHostClientAndInterface) {
 TEST(Ledger, AnInterfaceKeepsItsIndexWithoutRecords) {
   Ledger ledger;
   EXPECT_EQ(ledger.ifIndex("eth1"), std::nullopt);
-  ledger.ifIndexIs("eth1", 7);
+  ledger.ifIndexIs("eth1", 7, "c");
   ledger.erase(ledger.enter("c", icmp("h", "eth1", "192.0.2.1")));
   EXPECT_EQ(ledger.ifIndex("eth1"), 7U);
 }
 
 TEST(Ledger, OnlyRecordsWithARowCountForTheirVrf) {
   Ledger ledger;
-  ledger.ifIndexIs("eth1", 7);
+  ledger.ifIndexIs("eth1", 7, "c");
   ledger.enter("c", icmp("h", "", "192.0.2.1", "blue"));
   Ledger::Record& indexed = ledger.enter("c", icmp("h", "eth1", "192.0.2.1", "blue"));
   ledger.enter("c", icmp("h", "eth2", "192.0.2.1", "blue"));
@@ -78,7 +78,7 @@ TEST(Ledger, OnlyRecordsWithARowCountForTheirVrf) {
 
 TEST(Ledger, ARowsNameJoinsItsFieldsWithoutASeparator) {
   Ledger ledger;
-  ledger.ifIndexIs("eth1", 7);
+  ledger.ifIndexIs("eth1", 7, "c");
   EXPECT_EQ(rowNameOf(ledger.enter("lab", icmp("web", "eth1", "192.0.2.1"))), "labweb192.0.2.17");
   EXPECT_EQ(rowNameOf(ledger.enter("lab", icmp("web", "", "2001:db8::1"))), "labweb2001:db8::10");
   EXPECT_EQ(rowNameOf(ledger.enter("lab", http("web", "eth1", "http://h/"))), "labwebhttp://h/7");
@@ -88,8 +88,8 @@ TEST(Ledger, ARowsNameJoinsItsFieldsWithoutASeparator) {
 
 TEST(Ledger, RecordsShareARowWhenTheirNamesJoinToTheSameText) {
   Ledger ledger;
-  ledger.ifIndexIs("eth1", 12);
-  ledger.ifIndexIs("eth2", 2);
+  ledger.ifIndexIs("eth1", 12, "c");
+  ledger.ifIndexIs("eth2", 2, "c");
   Ledger::Record& a = ledger.enter("c", icmp("h", "eth1", "10.0.0.1"));
   Ledger::Record& b = ledger.enter("c", icmp("h", "eth2", "10.0.0.11"));
   Ledger::Record& c = ledger.enter("ch", icmp("10.0.0.1", "eth2", "1.2.3.4"));

@@ -1,5 +1,6 @@
 #include "agent/feed/RecordBook.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "PipelineModel.h"
@@ -28,8 +29,8 @@ class RecordBookTest : public testing::Test {
   const ProbeKey one_ = icmp("h", "eth1", "10.0.0.1");
   const ProbeKey other_ = icmp("h", "eth2", "10.0.0.11");
   void SetUp() override {
-    book_.ifIndexIs("eth1", 12);
-    book_.ifIndexIs("eth2", 2);
+    book_.ifIndexIs("eth1", 12, "c");
+    book_.ifIndexIs("eth2", 2, "c");
     model_.calls.clear();
   }
 };
@@ -90,7 +91,7 @@ TEST_F(RecordBookTest, WhenTheRecordBehindGoesTheOneThatShowsKeepsShowing) {
 }
 
 TEST_F(RecordBookTest, OfThreeRecordsWithOneRowTheLatestOfTheRemainingShows) {
-  book_.ifIndexIs("eth3", 12);
+  book_.ifIndexIs("eth3", 12, "c");
   const ProbeKey third = icmp("h", "eth3", "10.0.0.1");
   book_.put("c", one_, latency(1));
   book_.put("c", other_, latency(2));
@@ -177,6 +178,19 @@ TEST_F(RecordBookTest, UnchangedPutsAndRecordsWithoutARowDoNotCount) {
     book_.put("c", icmp("h", "unindexed", "10.0.0.9"), latency(static_cast<float>(n)));
   }
   EXPECT_EQ(model_.counts["default"], 1U);
+}
+
+TEST_F(RecordBookTest, AWarningDoesNotShowThePasswordOfAUrl) {
+  const auto warningOf = [&](const char* url) {
+    warnings_.clear();
+    book_.put("c", http("h", "eth1", url), latency(1));
+    book_.put("ch", http("", "eth1", url), latency(1));
+    return warnings_.empty() ? "none" : warnings_.front();
+  };
+  EXPECT_THAT(warningOf("http://user:pa@ss@h/x@y"), testing::HasSubstr("\"http://...@h/x@y\""));
+  EXPECT_THAT(warningOf("user:secret@h"), testing::HasSubstr("\"...@h\""));
+  EXPECT_THAT(warningOf("http://h/x@y"), testing::HasSubstr("\"http://h/x@y\""));
+  EXPECT_THAT(warningOf("http://h?a@b"), testing::HasSubstr("\"http://h?a@b\""));
 }
 
 }  // namespace

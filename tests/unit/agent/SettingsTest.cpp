@@ -65,6 +65,33 @@ TEST(Community, ItIsShortPrintableAndWithoutBlanks) {
   }
 }
 
+TEST(InterfaceSource, ItIsTheKernelOrTheFeedAlone) {
+  EXPECT_FALSE(checkInterfaces("kernel"));
+  EXPECT_FALSE(checkInterfaces("feed"));
+  EXPECT_EQ(interfacesOf("kernel"), Interfaces::kKernel);
+  EXPECT_EQ(interfacesOf("feed"), Interfaces::kFeedOnly);
+  for (const char* bad : {"", "Kernel", "both", "kernel "}) {
+    EXPECT_TRUE(checkInterfaces(bad)) << bad;
+  }
+}
+
+TEST(NetnsVrf, TheDefaultVrfIsNoOtherNamespace) {
+  EXPECT_FALSE(checkNetnsVrf("blue"));
+  EXPECT_FALSE(checkNetnsVrf(std::string(32, 'x')));
+  for (const std::string& bad : {std::string(), std::string(33, 'x'), std::string("default")}) {
+    EXPECT_TRUE(checkNetnsVrf(bad)) << bad;
+  }
+}
+
+TEST(NetnsName, ItIsAFilesNameNotAPath) {
+  EXPECT_FALSE(checkNetns("blue"));
+  EXPECT_FALSE(checkNetns(std::string(255, 'x')));
+  for (const std::string& bad : {std::string(), std::string("."), std::string(".."),
+                                 std::string("a/b"), std::string(256, 'x')}) {
+    EXPECT_TRUE(checkNetns(bad)) << bad;
+  }
+}
+
 TEST(SliceBudget, ItReachesFrom1To1000Milliseconds) {
   EXPECT_FALSE(checkSliceBudget(1));
   EXPECT_FALSE(checkSliceBudget(1000));
