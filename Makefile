@@ -1,6 +1,6 @@
 # Short names for the scripts, for who has make. Nothing is decided here.
 
-.PHONY: build run test demo bench clean
+.PHONY: build run test demo bench package clean
 
 build:
 	@scripts/setup.sh run
@@ -17,6 +17,10 @@ demo:
 
 bench:
 	@scripts/bench.sh
+
+package:
+	@scripts/setup.sh run
+	@scripts/package.sh release
 
 clean:
 	rm -rf build

@@ -13,6 +13,12 @@ namespace {
 
 using What = decltype(RtMessage::what);
 
+/// Where the next message or attribute begins (netlink(7)).
+constexpr std::size_t aligned(std::size_t size) {
+  constexpr std::size_t kAlignment = MNL_ALIGNTO;
+  return (size + kAlignment - 1) / kAlignment * kAlignment;
+}
+
 /// An attribute callback: `data` takes the link's name.
 int takeName(const nlattr* attribute, void* data) {
   if (mnl_attr_get_type(attribute) == IFLA_IFNAME &&
@@ -86,8 +92,7 @@ std::optional<std::vector<RtMessage>> parseRtDatagram(std::span<const std::byte>
     messages.push_back(
         {header->nlmsg_seq, (header->nlmsg_flags & NLM_F_DUMP_INTR) != 0, whatOf(*header)});
     // Behind the last message, its padding may be missing.
-    datagram = datagram.subspan(
-        std::min<std::size_t>(datagram.size(), MNL_ALIGN(std::size_t{header->nlmsg_len})));
+    datagram = datagram.subspan(std::min(datagram.size(), aligned(std::size_t{header->nlmsg_len})));
   }
   return messages;
 }
@@ -96,7 +101,7 @@ std::vector<std::byte> makeLinkDumpRequest(std::uint32_t sequence) {
   // Of all that is known about a link only index and name are of use here; its counters are half of
   // the answer's octets.
   constexpr std::uint32_t kFilter = RTEXT_FILTER_SKIP_STATS;
-  std::vector<std::byte> request(MNL_NLMSG_HDRLEN + MNL_ALIGN(sizeof(ifinfomsg)) + MNL_ATTR_HDRLEN +
+  std::vector<std::byte> request(sizeof(nlmsghdr) + aligned(sizeof(ifinfomsg)) + sizeof(nlattr) +
                                  sizeof kFilter);
   nlmsghdr* header = mnl_nlmsg_put_header(request.data());
   header->nlmsg_type = RTM_GETLINK;

@@ -6,6 +6,7 @@ import unittest
 
 from support import notify
 from support.case import AgentCase
+from support.waiting import until
 
 
 class ServiceCase(AgentCase):
@@ -88,8 +89,9 @@ class Logs(AgentCase):
 
     def test_who_connects_is_logged_where_all_is(self):
         agent = self.start_logging("--verbose")
-        self.assertIn(f"<6>feed: connection from process {os.getpid()}, user {os.getuid()}, "
-                      f"group {os.getgid()}", self.lines())
+        expected = (f"<6>feed: connection from process {os.getpid()}, user {os.getuid()}, "
+                    f"group {os.getgid()}")
+        until(lambda: expected in self.lines(), lambda: f"{expected!r} among {self.lines()}")
         agent.stop()
 
     def test_no_secret_is_logged(self):

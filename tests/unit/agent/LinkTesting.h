@@ -18,10 +18,15 @@ namespace Agent::Testing {
 
 using Octets = std::vector<std::byte>;
 
+inline void appendOctets(Octets& to, const void* from, std::size_t size) {
+  const std::size_t at = to.size();
+  to.resize(at + size);
+  std::memcpy(to.data() + at, from, size);
+}
+
 template <class Type>
 void append(Octets& to, const Type& value) {
-  const auto* bytes = reinterpret_cast<const std::byte*>(&value);
-  to.insert(to.end(), bytes, bytes + sizeof value);
+  appendOctets(to, &value, sizeof value);
 }
 
 /// The message's length is put into its head; `padded` up to the next boundary, as the kernel does.
@@ -41,8 +46,7 @@ inline Octets head(std::uint16_t type, std::uint32_t sequence, std::uint16_t fla
 
 inline void appendAttribute(Octets& to, std::uint16_t type, std::string_view value) {
   append(to, rtattr{static_cast<unsigned short>(RTA_LENGTH(value.size())), type});
-  const auto* bytes = reinterpret_cast<const std::byte*>(value.data());
-  to.insert(to.end(), bytes, bytes + value.size());
+  appendOctets(to, value.data(), value.size());
   while (to.size() % RTA_ALIGNTO != 0) {
     to.push_back({});
   }
@@ -82,7 +86,7 @@ inline Octets end(std::uint32_t sequence, int error = 0, std::uint16_t flags = N
 inline Octets joined(const std::vector<Octets>& messages) {
   Octets all;
   for (const Octets& message : messages) {
-    all.insert(all.end(), message.begin(), message.end());
+    appendOctets(all, message.data(), message.size());
   }
   return all;
 }
