@@ -132,7 +132,8 @@ class Prober {
 
   void count(const Monitor::Result& result) {
     ++figures_.rounds;
-    if (result.outcome == Monitor::Outcome::kNotMeasured) {
+    if (result.outcome == Monitor::Outcome::kNotMeasured ||
+        result.outcome == Monitor::Outcome::kOverloaded) {
       ++figures_.unmeasured;
       return;
     }

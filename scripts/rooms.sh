@@ -1,7 +1,7 @@
 # Sourced, from the project's root. Which folders hold C++ of ours.
 
 product_rooms='platform ConnectivityMonitorSnmp agent monitor ctl'
-other_rooms='tests bench cmake'
+other_rooms='tests bench cmake examples'
 
 # The C++ files below those of the given folders that exist, one a line.
 cpp_files() {

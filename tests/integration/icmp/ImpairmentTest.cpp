@@ -1,5 +1,6 @@
 // What is measured against what was injected, over each kind of socket. Bounds on times are ratios
-// of the delay; they bound what reading and answering a packet adds on a busy machine.
+// of the delay. What is measured too short is wrong at once; what is too long is tried again, as a
+// busy machine delays packets now and then, and a wrong measurement is wrong every time.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -15,6 +16,7 @@ namespace Monitor::Testing {
 namespace {
 
 constexpr double kMostAdded = 1.3;
+constexpr int kTries = 20;
 
 double milliseconds(Clock::duration duration) { return Milliseconds(duration).count(); }
 
@@ -36,8 +38,27 @@ class Impairment : public LabTest, public ::testing::WithParamInterface<Kind> {
                          : "10.99." + std::to_string(n / 250) + "." + std::to_string(n % 250 + 1);
   }
   [[nodiscard]] ProbeSpec spec(int n = 2, std::uint16_t requests = 5,
-                               std::chrono::nanoseconds timeout = 2s) const {
+                               std::chrono::nanoseconds timeout = 20s) const {
     return ProberUnderTest::spec(inLab(), target(n), requests, timeout);
+  }
+  /// One round of target(), and what became of its requests.
+  struct Trial {
+    IcmpMeasurement measured;
+    std::vector<Netlab::Passage> passages;
+    double meanDelay = 0;  ///< Milliseconds.
+  };
+  Trial trial(std::uint16_t requests) {
+    const Result result = under.round(spec(2, requests));
+    EXPECT_EQ(result.outcome, Outcome::kAnswered) << result.text;
+    Trial trial{measured(result), passages(target())};
+    EXPECT_GE(trial.passages.size(), requests);
+    trial.passages.erase(trial.passages.begin(), trial.passages.end() - requests);
+    for (const Netlab::Passage& passage : trial.passages) {
+      trial.meanDelay += milliseconds(passage.delayed) / requests;
+    }
+    EXPECT_DOUBLE_EQ(trial.measured.lossPercent, 0);
+    EXPECT_GE(trial.measured.meanMs / trial.meanDelay, 1.0);
+    return trial;
   }
   /// How many sockets of the kind that is expected the prober's side has.
   [[nodiscard]] int sockets() const {
@@ -68,32 +89,32 @@ INSTANTIATE_TEST_SUITE_P(Sockets, Impairment,
 TEST_P(Impairment, TheMeanIsTheInjectedDelay) {
   for (const auto delay : {30ms, 100ms, 250ms}) {
     impair(target(), {.delay = delay});
-    const Result result = under.round(spec());
-    ASSERT_EQ(result.outcome, Outcome::kAnswered) << result.text;
-    const double ratio = measured(result).meanMs / milliseconds(delay);
-    EXPECT_GE(ratio, 1.0);
-    EXPECT_LE(ratio, delay == 30ms ? 2.0 : kMostAdded);
-    EXPECT_DOUBLE_EQ(measured(result).lossPercent, 0);
+    double ratio = 0;
+    for (int i = 0; i < kTries && (i == 0 || ratio > kMostAdded); ++i) {
+      ratio = trial(5).measured.meanMs / milliseconds(delay);
+      EXPECT_GE(ratio, 1.0);
+    }
+    EXPECT_LE(ratio, kMostAdded);
   }
 }
 
 TEST_P(Impairment, TheJitterIsThatOfTheInjectedDelays) {
   impair(target(), {.delay = 50ms, .spread = 200ms});
-  const Result result = under.round(spec(2, 20));
-  ASSERT_EQ(result.outcome, Outcome::kAnswered) << result.text;
-  const std::vector<Netlab::Passage> passages = this->passages(target());
-  ASSERT_EQ(passages.size(), 20U);
-  double mean = 0, jitter = 0;
-  for (std::size_t i = 0; i < passages.size(); ++i) {
-    mean += milliseconds(passages[i].delayed) / 20;
-    if (i > 0) {
-      jitter += std::abs(milliseconds(passages[i].delayed - passages[i - 1].delayed)) / 19;
+  const auto jitterRatio = [&] {
+    const Trial trial = this->trial(20);
+    double jitter = 0;
+    for (std::size_t i = 1; i < trial.passages.size(); ++i) {
+      jitter +=
+          std::abs(milliseconds(trial.passages[i].delayed - trial.passages[i - 1].delayed)) / 19;
     }
+    return trial.measured.jitterMs.value() / jitter;
+  };
+  const auto within = [](double ratio) { return ratio >= 1 / kMostAdded && ratio <= kMostAdded; };
+  double ratio = jitterRatio();
+  for (int i = 1; i < kTries && !within(ratio); ++i) {
+    ratio = jitterRatio();
   }
-  EXPECT_GE(measured(result).meanMs / mean, 1.0);
-  EXPECT_LE(measured(result).meanMs / mean, kMostAdded);
-  EXPECT_GE(measured(result).jitterMs.value() / jitter, 1 / kMostAdded);
-  EXPECT_LE(measured(result).jitterMs.value() / jitter, kMostAdded);
+  EXPECT_TRUE(within(ratio)) << ratio;
 }
 
 TEST_P(Impairment, TheLossIsExactlyTheInjectedLoss) {
@@ -101,7 +122,7 @@ TEST_P(Impairment, TheLossIsExactlyTheInjectedLoss) {
   std::vector<ProbeSpec> specs;
   for (int i = 0; i < kTargets; ++i) {
     impair(target(2 + i), {.lost = static_cast<unsigned>(i % 4) * 25});
-    specs.push_back(spec(2 + i, 10, 1s));
+    specs.push_back(spec(2 + i, 10, 3s));
   }
   const std::vector<Result> results = under.rounds(specs);
   int lostInAll = 0;
@@ -163,16 +184,13 @@ TEST_P(Impairment, DoubledPacketsAreCountedOnce) {
 
 TEST_P(Impairment, OvertakenPacketsAreMeasuredWithTheirOwnTimes) {
   impair(target(), {.delay = 10ms, .held = 40, .hold = 150ms});
-  const Result result = under.round(spec(2, 20));
-  ASSERT_EQ(result.outcome, Outcome::kAnswered) << result.text;
-  double mean = 0;
-  for (const Netlab::Passage& passage : passages(target())) {
-    mean += milliseconds(passage.delayed) / 20;
+  double ratio = 0;
+  for (int i = 0; i < kTries && (i == 0 || ratio > kMostAdded); ++i) {
+    const Trial trial = this->trial(20);
+    ratio = trial.measured.meanMs / trial.meanDelay;
   }
+  EXPECT_LE(ratio, kMostAdded);
   EXPECT_GT(under.counter("reordered replies"), 0U);
-  EXPECT_DOUBLE_EQ(measured(result).lossPercent, 0);
-  EXPECT_GE(measured(result).meanMs / mean, 1.0);
-  EXPECT_LE(measured(result).meanMs / mean, kMostAdded);
 }
 
 TEST_P(Impairment, AnswersBeyondTheTimeoutAreLostAndCountedAsLate) {
@@ -192,13 +210,18 @@ TEST_P(Impairment, ALateEventLoopMeasuresNoLongerTimesAndNoLoss) {
   impair(target(), {.delay = 50ms});
   std::optional<Result> result;
   const auto probe = under.prober().probe(spec(2, 1), [&](const Result& got) { result = got; });
-  probe->start();
-  under.runUntil([&] { return under.counter("requests sent") == 1; });
-  usleep(1'000'000);  // what the event loop is kept from doing meanwhile
-  under.runUntil([&] { return result.has_value(); });
-  ASSERT_EQ(result->outcome, Outcome::kAnswered);
-  EXPECT_GE(measured(*result).meanMs / 50, 1.0);
-  EXPECT_LE(measured(*result).meanMs / 50, 4.0) << "the second that was slept";
+  double ratio = 0;
+  for (unsigned i = 0; i < kTries && (i == 0 || ratio > 4.0); ++i) {
+    result.reset();
+    probe->start();
+    under.runUntil([&] { return under.counter("requests sent") == i + 1; });
+    usleep(1'000'000);  // what the event loop is kept from doing meanwhile
+    under.runUntil([&] { return result.has_value(); });
+    ASSERT_EQ(result->outcome, Outcome::kAnswered);
+    ratio = measured(*result).meanMs / 50;
+    EXPECT_GE(ratio, 1.0);
+  }
+  EXPECT_LE(ratio, 4.0) << "the second that was slept";
 }
 
 TEST_P(Impairment, ANetworkThatSaysItHasNoRouteIsBelieved) {

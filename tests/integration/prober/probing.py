@@ -37,6 +37,43 @@ def row(probe, host, target, port=None, if_index=0):
     return Row(probe, host, target, port, if_index)
 
 
+def table(agent_tools, vrf="default"):
+    """What a manager reads: [(Row, {column: value})] of all tables, whatever is in them, in order."""
+    access = tools.v2c("public" if vrf == "default" else f"public@{vrf}")
+    found = []
+    for probe, (_, names) in layout.TABLES.items():
+        cells = collections.defaultdict(dict)
+        for oid, _, value in agent_tools.walk(layout.table_oid(probe), access=access):
+            at = len(layout.OBJECTS) + 2
+            cells[oid[at + 1:]][names[oid[at] - layout.FIRST_COLUMN]] = value
+        for columns in cells.values():
+            if len(columns) == len(names):  # else it came or went while we read
+                found.append((_row_of(probe, columns), columns))
+    return sorted(found, key=lambda each: each[0])
+
+
+def _row_of(probe, columns):
+    if probe == "http":
+        target = columns["Url"].decode()
+    else:
+        octets = columns["IpAddr"]
+        target = socket.inet_ntop(socket.AF_INET if len(octets) == 4 else socket.AF_INET6, octets)
+    return Row(probe, columns["Host"].decode(), target, columns.get("Port"), columns["IfIndex"])
+
+
+def outcome(columns):
+    """What the measurements say. What was measured is never 0, or this fails; a jitter may be, when
+    there was one answer only."""
+    time = columns.get("LatencyValue", columns.get("ResponseTimeValue"))
+    if time > 0:
+        if columns.get("PacketLoss", 0) == 100:
+            raise AssertionError(f"a latency of nothing: {columns}")
+        return ANSWERED
+    if columns.get("PacketLoss", 100) != 100 or columns.get("JitterValue", 0) != 0:
+        raise AssertionError(f"measured, and yet 0: {columns}")
+    return NO_ANSWER
+
+
 class Prober:
     """conmon-probed in a test's folder. `write` says what it is to do; `start` and `reload` make it."""
 
@@ -249,46 +286,13 @@ class ProberCase(AgentCase):
     # What a manager reads.
 
     def table(self, vrf="default"):
-        """[(Row, {column: value})] of all tables, whatever is in them, in order."""
-        access = tools.v2c("public" if vrf == "default" else f"public@{vrf}")
-        found = []
-        for probe, (_, names) in layout.TABLES.items():
-            cells = collections.defaultdict(dict)
-            for oid, _, value in self.agent.tools.walk(layout.table_oid(probe), access=access):
-                at = len(layout.OBJECTS) + 2
-                cells[oid[at + 1:]][names[oid[at] - layout.FIRST_COLUMN]] = value
-            for columns in cells.values():
-                if len(columns) == len(names):  # else it came or went while we read
-                    found.append((self._row(probe, columns), columns))
-        return sorted(found, key=lambda each: each[0])
-
-    @staticmethod
-    def _row(probe, columns):
-        if probe == "http":
-            target = columns["Url"].decode()
-        else:
-            octets = columns["IpAddr"]
-            target = socket.inet_ntop(socket.AF_INET if len(octets) == 4 else socket.AF_INET6, octets)
-        return Row(probe, columns["Host"].decode(), target, columns.get("Port"), columns["IfIndex"])
-
-    @staticmethod
-    def outcome(columns):
-        """What the measurements say. What was measured is never 0, or this fails; a jitter may be,
-        when the two answers of a burst took equally long."""
-        time = columns.get("LatencyValue", columns.get("ResponseTimeValue"))
-        if time > 0:
-            if columns.get("PacketLoss", 0) == 100:
-                raise AssertionError(f"a latency of nothing: {columns}")
-            return ANSWERED
-        if columns.get("PacketLoss", 100) != 100 or columns.get("JitterValue", 0) != 0:
-            raise AssertionError(f"measured, and yet 0: {columns}")
-        return NO_ANSWER
+        return table(self.agent.tools, vrf)
 
     def rows(self, vrf="default"):
         return [each for each, _ in self.table(vrf)]
 
     def outcomes(self, vrf="default"):
-        return {each: self.outcome(columns) for each, columns in self.table(vrf)}
+        return {each: outcome(columns) for each, columns in self.table(vrf)}
 
     def wait_for_rows(self, expected, vrf="default"):
         """Just these rows, each once."""

@@ -1,0 +1,115 @@
+"""What a probe costs the whole prober, scheduling and publishing included: CPU time of the real
+conmon-probed, user and system, at work with the real agent.
+
+usage: prober_bench.py AGENT PROBER WEB_SERVER
+"""
+
+import contextlib
+import json
+import pathlib
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+PATIENCE = 60  # seconds
+MEASURED = 10  # seconds
+
+
+def free_port(kind):
+    with socket.socket(type=kind) as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+@contextlib.contextmanager
+def running(*words):
+    with subprocess.Popen([str(word) for word in words]) as process:
+        try:
+            yield process
+        finally:
+            process.terminate()
+
+
+def cpu_seconds(process):
+    # Nanoseconds on a CPU, unlike the ticks of /proc/PID/stat.
+    return int(pathlib.Path(f"/proc/{process.pid}/schedstat").read_text().split()[0]) * 1e-9
+
+
+def until(condition, what, process):
+    end = time.monotonic() + PATIENCE
+    while not condition():
+        if process.poll() is not None or time.monotonic() > end:
+            sys.exit(f"prober_bench: waited in vain for {what}")
+        time.sleep(0.1)
+
+
+class Bench:
+    def __init__(self, folder, prober, port):
+        self.folder, self.prober, self.port = folder, prober, port
+        self.missed = False
+
+    def status(self):
+        with socket.socket(socket.AF_UNIX) as reader:
+            reader.connect(str(self.folder / "status"))
+            with reader.makefile("rb") as stream:
+                return json.loads(stream.read())
+
+    def measure(self, kind, targets, settings):
+        """CPU seconds, rounds and failed ones while probes that answer are held every second."""
+        hosts = [f"{{name: h{n}, address: 127.1.{n // 250}.{n % 250 + 1}, {settings(n)}}}"
+                 for n in range(targets)]
+        config = self.folder / "probes.yaml"
+        config.write_text(f"client: bench\nagent: {{socket: {self.folder / 'feed'}}}\n"
+                          f"status-socket: status\ndefaults: {{interval: 1s, timeout: 500ms}}\n"
+                          f"hosts:\n" + "".join(f"  - {host}\n" for host in hosts))
+        with running(self.prober, "--config", config) as process:
+            until((self.folder / "status").exists, "the prober's start", process)
+            until(lambda: all(probe["rounds"] > 1 for probe in self.status()["probes"]), "rounds", process)
+            until(lambda: self.status()["agent"]["records"] == targets, "the records", process)
+            before, used, begun = self.status(), cpu_seconds(process), time.monotonic()
+            time.sleep(MEASURED)
+            used, wall = cpu_seconds(process) - used, time.monotonic() - begun
+            after = self.status()
+        rounds, failures = (sum(probe[what] for probe in after["probes"])
+                            - sum(probe[what] for probe in before["probes"])
+                            for what in ("rounds", "failures"))
+        overloaded = after["schedule"]["overloaded"] - before["schedule"]["overloaded"]
+        lost = sum(probe.get("packetLoss", 0) > 0 for probe in after["probes"])
+        print(f"{kind}: {targets} targets a second, {rounds} rounds in {wall:.1f} s, {used:.2f} s of CPU;"
+              f" {failures} failed, {overloaded} overloaded, {lost} with loss in the last round")
+        return used, wall, rounds, failures + overloaded + lost
+
+    def judge(self, what, value, at_most):
+        met = value <= at_most
+        self.missed |= not met
+        print(f"{what:<58} = {value:6.3f}  (at most {at_most:.3f}: {'met' if met else 'MISSED'})")
+
+    def run(self):
+        used, _, rounds, bad = self.measure("tcp", 1000, lambda n: f"tcp: {{port: {self.port}}}")
+        self.judge("CPU a TCP probe, ms", used / rounds * 1e3, 0.1)
+        self.judge("TCP rounds that were no success", bad, 0)
+        used, _, rounds, bad = self.measure(
+            "http", 1000, lambda n: f"http: {{url: 'http://127.0.0.1:{self.port}/{n}'}}")
+        self.judge("CPU an HTTP probe, ms", used / rounds * 1e3, 0.2)
+        self.judge("HTTP rounds that were no success", bad, 0)
+        used, wall, _, bad = self.measure("icmp", 10_000, lambda n: "icmp: {}")
+        self.judge("cores taken by 10,000 ICMP targets", used / wall, 0.5)
+        self.judge("ICMP rounds that were no success", bad, 0)
+
+
+def main():
+    agent, prober, web = sys.argv[1:]
+    port = free_port(socket.SOCK_STREAM)
+    with tempfile.TemporaryDirectory(prefix="conmon-bench-") as folder:
+        folder = pathlib.Path(folder)
+        with running(agent, "--listen", f"udp:127.0.0.1:{free_port(socket.SOCK_DGRAM)}",
+                     "--feed", folder / "feed") as process, running(web, port):
+            until((folder / "feed").exists, "the agent's start", process)
+            bench = Bench(folder, prober, port)
+            bench.run()
+    sys.exit(1 if bench.missed else 0)
+
+
+main()
