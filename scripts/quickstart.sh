@@ -14,7 +14,7 @@ web_port=${2-8161}
 namespace=${3-conmon-blue}
 folder=${4-/tmp}
 own_namespace=
-started=  # NAME:PID...
+started=  # NAME:PID..., the latest first
 
 # Starts a program in the background; its pid is in $pid.
 start() { # NAME COMMAND...
@@ -22,15 +22,13 @@ start() { # NAME COMMAND...
   shift
   "$@" &
   pid=$!
-  started="$started $name:$pid"
+  started="$name:$pid $started"
 }
 
 stop_all() {
   trap '' INT TERM HUP
   for each in $started; do
     kill "${each##*:}" 2>/dev/null || true
-  done
-  for each in $started; do
     wait "${each##*:}" 2>/dev/null || true
   done
   if [ -n "$own_namespace" ]; then
@@ -89,7 +87,7 @@ while :; do
       exit 1
     fi
     echo 'quickstart: nothing is measured; the example records are served all the same' >&2
-    started=$(echo "$started" | sed "s/ $each\$//")
+    started=$(echo "$started" | sed "s/$each //")
   done
   pause
 done
