@@ -44,6 +44,11 @@ class Measurements(ProberCase):
     def test_a_namespace_is_a_vrf_with_targets_of_its_own(self):
         blue = self.namespace("blue")
         blue.answer_no_echo()
+        # A record of somebody else: the VRF can be asked for before the first result is there.
+        other = row("http", "other", "u")
+        with self.agent.client("other") as client:
+            client.put("other", "http", vrf="blue", url="u")
+            client.sync()
         port = self.web.port
         self.prober.write(
             ['{name: h, address: 127.0.0.1, icmp: {timeout: 1s}}',
@@ -53,7 +58,7 @@ class Measurements(ProberCase):
         self.wait_for_outcomes({row("icmp", "h", "127.0.0.1"): ANSWERED})
         # The web server is not in there, and nobody answers echo requests.
         self.wait_for_outcomes({row("icmp", "h", "127.0.0.1"): NO_ANSWER,
-                                row("tcp", "h", "127.0.0.1", port): NO_ANSWER}, "blue")
+                                row("tcp", "h", "127.0.0.1", port): NO_ANSWER, other: NO_ANSWER}, "blue")
 
     def test_a_probe_through_an_interface_has_a_row_of_its_own(self):
         with self.agent.client("interfaces") as client:
