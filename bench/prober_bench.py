@@ -58,8 +58,7 @@ class Bench:
 
     def measure(self, kind, targets, settings):
         """CPU seconds, rounds and failed ones while probes that answer are held every second."""
-        hosts = [f"{{name: h{n}, address: 127.1.{n // 250}.{n % 250 + 1}, {settings(n)}}}"
-                 for n in range(targets)]
+        hosts = [f"{{name: h{n}, {settings(n)}}}" for n in range(targets)]
         config = self.folder / "probes.yaml"
         config.write_text(f"client: bench\nagent: {{socket: {self.folder / 'feed'}}}\n"
                           f"status-socket: status\ndefaults: {{interval: 1s, timeout: 500ms}}\n"
@@ -87,14 +86,16 @@ class Bench:
         print(f"{what:<58} = {value:6.3f}  (at most {at_most:.3f}: {'met' if met else 'MISSED'})")
 
     def run(self):
-        used, _, rounds, bad = self.measure("tcp", 1000, lambda n: f"tcp: {{port: {self.port}}}")
+        used, _, rounds, bad = self.measure(
+            "tcp", 1000, lambda n: f"address: 127.0.0.1, tcp: {{port: {self.port}}}")
         self.judge("CPU a TCP probe, ms", used / rounds * 1e3, 0.1)
         self.judge("TCP rounds that were no success", bad, 0)
         used, _, rounds, bad = self.measure(
             "http", 1000, lambda n: f"http: {{url: 'http://127.0.0.1:{self.port}/{n}'}}")
         self.judge("CPU an HTTP probe, ms", used / rounds * 1e3, 0.2)
         self.judge("HTTP rounds that were no success", bad, 0)
-        used, wall, _, bad = self.measure("icmp", 10_000, lambda n: "icmp: {}")
+        used, wall, _, bad = self.measure(
+            "icmp", 10_000, lambda n: f"address: 127.1.{n // 250}.{n % 250 + 1}, icmp: {{}}")
         self.judge("cores taken by 10,000 ICMP targets", used / wall, 0.5)
         self.judge("ICMP rounds that were no success", bad, 0)
 
