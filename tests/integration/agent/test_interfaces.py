@@ -11,7 +11,7 @@ from support.waiting import until
 
 
 def setUpModule():
-    netns.enter()
+    netns.enter(__name__)
 
 
 class InterfacesCase(AgentCase):

@@ -38,19 +38,19 @@ def _become_root_of_a_new_user_namespace():
             to.write(text)
 
 
-def enter():
+def enter(module):
     """Skips the module's tests, loudly, on a machine that gives no namespaces."""
     try:
-        if os.geteuid() == 0:
+        try:
             _unshare(_CLONE_NEWNS | _CLONE_NEWNET)
-        else:
+        except PermissionError:
             _become_root_of_a_new_user_namespace()
         _mount(b"none", b"/", None, _MS_REC | _MS_PRIVATE)
         # Where namespaces have their names; its own, so that the machine's are not among them.
         _mount(b"conmon", b"/run", b"tmpfs")
         ip("link", "set", "lo", "up")
     except OSError as error:
-        print(f"UNAVAILABLE: netns: {__name__}: {error}", flush=True)
+        print(f"UNAVAILABLE: netns: {module}: {error}", flush=True)
         raise unittest.SkipTest(f"no network namespace here: {error}") from error
 
 
