@@ -7,6 +7,7 @@
 #include "agent/ServiceManager.h"
 #include "agent/Signals.h"
 #include "agent/TraceOutput.h"
+#include "agent/control/ControlDesk.h"
 #include "agent/feed/FeedFile.h"
 #include "agent/feed/FeedServer.h"
 #include "agent/feed/FeedWork.h"
@@ -88,9 +89,10 @@ void runAgent(const Settings& settings, const Log& log) {
     queue.push({client, RemoveClient{}});
   });
   HoldTimer holdTimer(clients);
+  ControlDesk desk({store.root, book, clients, queue, *gate});
   std::optional<FeedServer> server;
   if (settings.feed) {
-    server.emplace(loop, *settings.feed, clients, queue, warn, log.at(Severity::kInfo));
+    server.emplace(loop, *settings.feed, clients, queue, &desk, warn, log.at(Severity::kInfo));
     loop.workAdd(*server);
     loop.timerAdd(*server);
   }

@@ -20,6 +20,17 @@ using Now = std::function<Clock::time_point()>;
 ///  3. a hello within the time ends the wait, and the records stay.
 class ClientRegistry {
  public:
+  struct Client {
+    unsigned connections = 0;
+    Hold hold;
+    std::optional<Clock::time_point> expiry;  ///< Set only while there is no connection.
+  };
+  /// What came from all connections and files together.
+  struct Lines {
+    std::uint64_t taken = 0;  ///< Refused ones included.
+    std::uint64_t refused = 0;
+  };
+
   using Withdraw = std::function<void(const Pomel::String& client)>;
 
   /// A connection's stay; the connection closes with this object. Movable, may be empty.
@@ -65,18 +76,20 @@ class ClientRegistry {
   /// Withdraws the clients whose time has come.
   void expire();
 
- private:
-  struct Client {
-    unsigned connections = 0;
-    Hold hold;
-    std::optional<Clock::time_point> expiry;  ///< Set only while there is no connection.
-  };
+  /// Those with a connection or an expiry, by name.
+  [[nodiscard]] const std::map<Pomel::String, Client>& clients() const noexcept { return clients_; }
+  [[nodiscard]] Clock::time_point now() const { return now_(); }
+  /// Sessions count here.
+  [[nodiscard]] Lines& lines() noexcept { return lines_; }
+  [[nodiscard]] const Lines& lines() const noexcept { return lines_; }
 
+ private:
   void left(const Pomel::String& name);
 
   Now now_;
   Withdraw withdraw_;
-  std::map<Pomel::String, Client> clients_;  ///< Those with a connection or an expiry.
+  std::map<Pomel::String, Client> clients_;
+  Lines lines_;
 };
 
 }  // namespace Agent

@@ -84,16 +84,18 @@ std::string peerOf(const Fd& socket) {
 
 FeedServer::Connection::Connection(FeedServer& server, Fd socket)
     : fd(std::move(socket)),
-      session(server.clients_, server.queue_),
+      session(server.clients_, server.queue_, server.inspector_),
       watch(server.loop_, fd.get(),
             [this, &server](EventLoop::Ready ready) { server.ready(*this, ready); }) {}
 
 FeedServer::FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients,
-                       OperationQueue& queue, Warn warn, Inform inform, Accept accept)
+                       OperationQueue& queue, Inspector* inspector, Warn warn, Inform inform,
+                       Accept accept)
     : loop_(loop),
       path_(std::move(path)),
       clients_(clients),
       queue_(queue),
+      inspector_(inspector),
       warn_(std::move(warn)),
       inform_(std::move(inform)),
       accept_(std::move(accept)),

@@ -30,10 +30,11 @@ class FeedServer final : public Work, public Timer {
   static constexpr std::chrono::milliseconds kAcceptPause{500};
 
   /// Listens at `path`, in place of a socket there that nobody listens at. Its mode is 0660: who
-  /// may connect is told by its owner and group. Throws StartError.
+  /// may connect is told by its owner and group. `inspector` answers inspections; null: they
+  /// are refused. Throws StartError.
   /// Each connection is told of with what the kernel says of its peer, unix(7).
   FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients, OperationQueue& queue,
-             Warn warn, Inform inform, Accept accept = acceptNonBlocking);
+             Inspector* inspector, Warn warn, Inform inform, Accept accept = acceptNonBlocking);
   FeedServer(const FeedServer&) = delete;
   FeedServer& operator=(const FeedServer&) = delete;
   /// Closes all connections and removes the socket.
@@ -73,6 +74,7 @@ class FeedServer final : public Work, public Timer {
   std::string path_;
   ClientRegistry& clients_;
   OperationQueue& queue_;
+  Inspector* inspector_;
   Warn warn_;
   Inform inform_;
   Accept accept_;

@@ -46,6 +46,13 @@ void appendRowName(Text& text, const Ledger::Record& record) {
 
 std::string_view view(const Text& text) { return {text.data(), text.size()}; }
 
+template <class Map>
+const typename Map::mapped_type* valueBehind(const Map& map,
+                                             const std::optional<Pomel::String>& name) {
+  const auto at = name ? map.upper_bound(*name) : map.begin();
+  return at == map.end() ? nullptr : &at->second;
+}
+
 }  // namespace
 
 std::string rowNameOf(const Ledger::Record& record) {
@@ -169,6 +176,7 @@ Ledger::Record& Ledger::enter(const Pomel::String& client, const ProbeKey& key) 
   Host& host = hostIs(client, key.at);
   auto* record = new Record(&host, interfaceIs(key.interface), key.target);
   host.records.push_back(*record);
+  ++host.client->records;
   if (record->interface != nullptr) {
     record->interface->records.push_back(*record);
   }
@@ -191,6 +199,7 @@ void Ledger::erase(Record& record) {
     byRow_.table.erase(byRow_.table.iterator_to(record));
   }
   host->records.erase(host->records.iterator_to(record));
+  --host->client->records;
   if (interface != nullptr) {
     interface->records.erase(interface->records.iterator_to(record));
   }
@@ -256,6 +265,19 @@ void Ledger::setByIs(const Pomel::String& interface, const Pomel::String& setBy)
 bool Ledger::isSetByClient(const Pomel::String& interface) const {
   const auto at = interfaces_.find(interface);
   return at != interfaces_.end() && at->second.ifIndex && !at->second.setBy.empty();
+}
+
+const Ledger::Client* Ledger::client(const Pomel::String& name) const {
+  const auto at = clients_.find(name);
+  return at == clients_.end() ? nullptr : &at->second;
+}
+
+const Ledger::Client* Ledger::clientBehind(const std::optional<Pomel::String>& name) const {
+  return valueBehind(clients_, name);
+}
+
+const Ledger::Interface* Ledger::interfaceBehind(const std::optional<Pomel::String>& name) const {
+  return valueBehind(interfaces_, name);
 }
 
 std::uint32_t Ledger::indexedIn(const Pomel::String& vrf) const {

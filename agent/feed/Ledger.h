@@ -47,6 +47,7 @@ class Ledger {
   struct Client {
     Pomel::String name;
     Intrusive::list<Host> hosts;  ///< Never empty but while one enters or leaves.
+    std::size_t records = 0;
   };
   struct Vrf {
     Pomel::String name;
@@ -113,6 +114,13 @@ class Ledger {
 
   /// Records of the VRF that have a row.
   [[nodiscard]] std::uint32_t indexedIn(const Pomel::String& vrf) const;
+
+  /// Null when the client has no record.
+  [[nodiscard]] const Client* client(const Pomel::String& name) const;
+  /// For lists that are read in pieces: the first one behind `name`, which need not be there any
+  /// more (absent: the first of all). Null at the end.
+  [[nodiscard]] const Client* clientBehind(const std::optional<Pomel::String>& name) const;
+  [[nodiscard]] const Interface* interfaceBehind(const std::optional<Pomel::String>& name) const;
 
   [[nodiscard]] static ProbeKey keyOf(const Record& record);
 

@@ -7,6 +7,7 @@
 
 #include "Lintu/IpGenAddr.h"
 #include "Pomel/String.h"
+#include "agent/control/Inspection.h"
 
 namespace Agent {
 
@@ -83,6 +84,7 @@ struct RemoveHost {
 struct RemoveClient {};
 struct Sync {};
 
-using Operation = std::variant<Hello, SetInterface, Put, Remove, RemoveHost, RemoveClient, Sync>;
+using Operation =
+    std::variant<Hello, SetInterface, Put, Remove, RemoveHost, RemoveClient, Sync, Inspection>;
 
 }  // namespace Agent

@@ -47,6 +47,7 @@ class OperationQueue {
   /// Everything that was applied is withdrawn for a time, or is back.
   void withdrawnIs(bool withdrawn) noexcept { withdrawn_ = withdrawn; }
 
+  [[nodiscard]] std::size_t waiting() const noexcept { return waiting_.size(); }
   [[nodiscard]] std::uint64_t accepted() const noexcept { return accepted_; }
   [[nodiscard]] std::uint64_t appliedUpTo() const noexcept { return withdrawn_ ? 0 : applied_; }
 

@@ -1,127 +1,24 @@
 #include "agent/feed/Parser.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <limits>
-#include <optional>
 #include <string>
+
+#include "agent/feed/FieldTaker.h"
 
 namespace Agent {
 
 namespace {
 
 bool isKnownField(std::string_view name) {
-  static constexpr std::array<std::string_view, 19> kKnown = {
-      "op",         "client",       "holdSeconds", "name",       "ifIndex",   "host",    "vrf",
-      "probe",      "address",      "port",        "url",        "interface", "latency", "jitter",
-      "packetLoss", "responseTime", "result",      "statusCode", "errorCode"};
+  static constexpr std::array<std::string_view, 22> kKnown = {
+      "op",        "client", "holdSeconds", "name",         "ifIndex", "host",
+      "vrf",       "probe",  "address",     "port",         "url",     "interface",
+      "latency",   "jitter", "packetLoss",  "responseTime", "result",  "statusCode",
+      "errorCode", "path",   "after",       "limit"};
   return std::ranges::find(kKnown, name) != kKnown.end();
 }
-
-/// Takes the fields of one object by name. The first thing that is wrong is kept as the refusal;
-/// after it, values that are taken mean nothing.
-class FieldTaker {
- public:
-  explicit FieldTaker(std::vector<JsonField> fields) : fields_(std::move(fields)) {}
-
-  /// Absent only when the field is; `minBytes` above 0 refuses the empty string.
-  std::optional<std::string> optionalString(std::string_view name, std::size_t minBytes,
-                                            std::size_t maxBytes) {
-    const auto value = take<std::string>(name, "must be a string");
-    if (!value) {
-      return std::nullopt;
-    }
-    if (value->size() < minBytes || value->size() > maxBytes) {
-      refuse(name, fmt::format("must have {} to {} bytes", minBytes, maxBytes));
-    } else if (value->find('\0') != std::string::npos) {
-      refuse(name, "must not have a NUL character");
-    }
-    return value;
-  }
-  std::string string(std::string_view name, std::size_t minBytes, std::size_t maxBytes) {
-    auto value = optionalString(name, minBytes, maxBytes);
-    return value ? *std::move(value) : (refuse(name, "missing"), std::string());
-  }
-
-  std::optional<JsonNumber> number(std::string_view name, double min, double max,
-                                   std::string_view range) {
-    const auto value = take<JsonNumber>(name, "must be a number");
-    if (value && (value->value < min || value->value > max)) {
-      refuse(name, range);
-      return std::nullopt;
-    }
-    return value;
-  }
-  std::uint32_t wholeNumber(std::string_view name, std::uint32_t min, std::uint32_t max) {
-    const auto value = optionalWholeNumber(name, min, max);
-    if (!value) {
-      refuse(name, "missing");
-    }
-    return value.value_or(min);
-  }
-  /// Absent only when the field is.
-  std::optional<std::uint32_t> optionalWholeNumber(std::string_view name, std::uint32_t min,
-                                                   std::uint32_t max) {
-    const auto value = take<JsonNumber>(name, "must be a number");
-    if (!value) {
-      return std::nullopt;
-    }
-    if (!(value->value >= min && value->value <= max) || std::trunc(value->value) != value->value) {
-      refuse(name, fmt::format("must be a whole number from {} to {}", min, max));
-      return min;
-    }
-    return static_cast<std::uint32_t>(value->value);
-  }
-  /// A measured time: any number that a 32-bit float can hold; 0 when absent.
-  float milliseconds(std::string_view name) {
-    const auto value = take<JsonNumber>(name, "must be a number");
-    if (value && std::isinf(value->nearest)) {
-      refuse(name, "number out of range of a 32-bit float");
-    }
-    return value ? value->nearest : 0.0F;
-  }
-
-  void refuse(std::string_view field, std::string_view what) {
-    if (!refusal_) {
-      refusal_ = refusal(field, what);
-    }
-  }
-
-  [[nodiscard]] const std::optional<Refusal>& refused() const { return refusal_; }
-
-  /// `operation`, unless something was refused or a field is left that it does not have.
-  std::variant<Operation, Refusal> finish(std::string_view op, Operation operation) && {
-    if (!refusal_ && !fields_.empty()) {
-      refuse(fields_.front().name, fmt::format("not a field of {}", op));
-    }
-    if (refusal_) {
-      return *std::move(refusal_);
-    }
-    return operation;
-  }
-
- private:
-  template <class Type>
-  std::optional<Type> take(std::string_view name, std::string_view wrongType) {
-    const auto at = std::ranges::find(fields_, name, &JsonField::name);
-    if (at == fields_.end()) {
-      return std::nullopt;
-    }
-    const JsonValue value = std::move(at->value);
-    fields_.erase(at);
-    if (const auto* typed = std::get_if<Type>(&value)) {
-      return *typed;
-    }
-    refuse(name, wrongType);
-    return std::nullopt;
-  }
-
-  std::vector<JsonField> fields_;
-  std::optional<Refusal> refusal_;
-};
 
 Lintu::IpGenAddr takeAddress(FieldTaker& fields) {
   // Room for the longest IPv6 text; anything longer is no address whatever it says.
@@ -135,13 +32,14 @@ Lintu::IpGenAddr takeAddress(FieldTaker& fields) {
   return *address;
 }
 
-HostVrf takeHostVrf(FieldTaker& fields) {
-  HostVrf at{fields.string("host", 1, kMaxNameBytes), "default"};
+Pomel::String takeVrf(FieldTaker& fields) {
   const auto vrf = fields.optionalString("vrf", 0, kMaxVrfBytes);
-  if (vrf && !vrf->empty()) {
-    at.vrf = *vrf;
-  }
-  return at;
+  return vrf && !vrf->empty() ? Pomel::String(*vrf) : Pomel::String("default");
+}
+
+HostVrf takeHostVrf(FieldTaker& fields) {
+  Pomel::String host = fields.string("host", 1, kMaxNameBytes);
+  return {std::move(host), takeVrf(fields)};
 }
 
 Target takeTarget(FieldTaker& fields, std::string_view probe) {
@@ -202,6 +100,13 @@ Hold takeHold(FieldTaker& fields) {
   return std::chrono::ceil<std::chrono::milliseconds>(hold);
 }
 
+Page takePage(FieldTaker& fields) {
+  Page page;
+  page.after = fields.optionalString("after", 0, kMaxPathBytes);
+  page.limit = fields.optionalWholeNumber("limit", 1, kMaxPageItems).value_or(kMaxPageItems);
+  return page;
+}
+
 using OperationReader = Operation (*)(FieldTaker&);
 
 struct OperationName {
@@ -209,7 +114,7 @@ struct OperationName {
   OperationReader read;
 };
 
-constexpr std::array<OperationName, 7> kOperations = {{
+constexpr std::array<OperationName, 13> kOperations = {{
     {"hello",
      [](FieldTaker& fields) -> Operation {
        Pomel::String client = fields.string("client", 1, kMaxNameBytes);
@@ -232,6 +137,22 @@ constexpr std::array<OperationName, 7> kOperations = {{
     {"removeHost", [](FieldTaker& fields) -> Operation { return RemoveHost{takeHostVrf(fields)}; }},
     {"removeClient", [](FieldTaker&) -> Operation { return RemoveClient{}; }},
     {"sync", [](FieldTaker&) -> Operation { return Sync{}; }},
+    {"tables",
+     [](FieldTaker& fields) -> Operation {
+       return Inspection(ShowTables{takeVrf(fields), takePage(fields)});
+     }},
+    {"show",
+     [](FieldTaker& fields) -> Operation {
+       const std::string path = fields.optionalString("path", 0, kMaxPathBytes).value_or("");
+       return Inspection(ShowEntity{path, takePage(fields)});
+     }},
+    {"stats", [](FieldTaker&) -> Operation { return Inspection(ShowStats{}); }},
+    {"vrfs",
+     [](FieldTaker& fields) -> Operation { return Inspection(ListVrfs{takePage(fields)}); }},
+    {"clients",
+     [](FieldTaker& fields) -> Operation { return Inspection(ListClients{takePage(fields)}); }},
+    {"interfaces",
+     [](FieldTaker& fields) -> Operation { return Inspection(ListInterfaces{takePage(fields)}); }},
 }};
 
 }  // namespace

@@ -84,6 +84,8 @@ void RecordBook::restore(const Withdrawn& withdrawn) {
 
 bool RecordBook::publish(Ledger::Record& record, const Measurements& measured) {
   const bool changed = store_.recordIs(record.client(), Ledger::keyOf(record), measured);
+  Events& events = events_[record.target.index()];
+  ++(changed ? events.published : events.unchanged);
   if (changed && record.indexed()) {
     countUp(record.vrf());
   }
@@ -116,6 +118,7 @@ void RecordBook::remove(Ledger::Record& record) {
   const bool indexed = record.indexed();
   ledger_.erase(record);
   store_.recordDel(client, key);
+  ++events_[key.target.index()].removed;
   if (indexed) {
     countDown(key.at.vrf);
   }
@@ -128,6 +131,7 @@ void RecordBook::showAgain(Ledger::Record& record) {
   const ProbeKey key = Ledger::keyOf(record);
   const Measurements measured = store_.record(record.client(), key);
   store_.recordDel(record.client(), key);
+  ++events_[key.target.index()].removed;
   countDown(key.at.vrf);
   publish(record, measured);
 }

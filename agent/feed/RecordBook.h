@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -31,6 +32,13 @@ struct Withdrawn {
 class RecordBook {
  public:
   using Warn = std::function<void(const std::string&)>;
+  /// What became of the records of one kind so far.
+  struct Events {
+    std::uint64_t published = 0;  ///< New, changed or published again.
+    std::uint64_t unchanged = 0;  ///< Equal to what the store had.
+    std::uint64_t removed = 0;
+  };
+  using EventsByKind = std::array<Events, std::variant_size_v<Target>>;  ///< As Target's.
 
   /// Far enough below 2^31 that nobody has to count to the last.
   static constexpr std::uint32_t kCountCeiling = 0x7fff'0000;
@@ -39,6 +47,10 @@ class RecordBook {
       : store_(store), warn_(std::move(warn)), countCeiling_(countCeiling) {}
 
   [[nodiscard]] Ledger& ledger() noexcept { return ledger_; }
+  [[nodiscard]] const Ledger& ledger() const noexcept { return ledger_; }
+  [[nodiscard]] const EventsByKind& events() const noexcept { return events_; }
+  /// Pairs of records that met in one row so far, up to the last that was warned of.
+  [[nodiscard]] std::size_t sharings() const noexcept { return warned_.size(); }
 
   void put(const Pomel::String& client, const ProbeKey& key, const Measurements& measured);
   /// Silent when absent.
@@ -64,6 +76,7 @@ class RecordBook {
   Warn warn_;
   std::uint32_t countCeiling_;
   Ledger ledger_;
+  EventsByKind events_{};
   std::map<Pomel::String, std::uint32_t> counts_;  ///< What the plug-in counts, VRF by VRF.
   std::unordered_set<std::size_t> warned_;         ///< Hashes of the sharings that were warned of.
 };

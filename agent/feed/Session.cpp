@@ -61,6 +61,7 @@ bool Session::work(Ubo::YieldPolicy& yield) {
   while (!broken_ && !blocked()) {
     if (input_.overlong()) {
       ++lineNumber_;
+      ++clients_.lines().taken;
       answerRefusal(fmt::format("line longer than {} bytes", LineBuffer::kMaxLine));
       broken_ = true;
       break;
@@ -70,7 +71,8 @@ bool Session::work(Ubo::YieldPolicy& yield) {
       break;
     }
     ++lineNumber_;
-    handle(*line);
+    ++clients_.lines().taken;
+    handle(*line, yield);
     answerSync();
     if (yield.shouldYield()) {
       break;
@@ -79,13 +81,17 @@ bool Session::work(Ubo::YieldPolicy& yield) {
   return hasWork();
 }
 
-void Session::handle(std::string_view line) {
+void Session::handle(std::string_view line, Ubo::YieldPolicy& yield) {
   auto parsed = parseFeedLine(line);
   if (const auto* refused = std::get_if<Refusal>(&parsed)) {
     answerRefusal(refused->error);
     return;
   }
   auto& operation = std::get<Operation>(parsed);
+  if (const auto* inspection = std::get_if<Inspection>(&operation)) {
+    inspect(*inspection, yield);
+    return;
+  }
   const bool isHello = std::holds_alternative<Hello>(operation);
   if (isHello == client_.known()) {
     answerRefusal(isHello ? "op: hello was said already" : "op: hello must come first");
@@ -100,6 +106,7 @@ void Session::apply(Operation operation) {
                           answerOk();
                         },
                         [this](Sync&) { syncAt_ = queue_.accepted(); },
+                        [](Inspection&) { /* Handled before. */ },
                         [this](auto& change) {
                           queue_.push({client_.client(), std::move(change)});
                           answerOk();
@@ -107,9 +114,24 @@ void Session::apply(Operation operation) {
              operation);
 }
 
+void Session::inspect(const Inspection& inspection, Ubo::YieldPolicy& yield) {
+  if (inspector_ == nullptr) {
+    answerRefusal("op: nobody would read the answer");
+    return;
+  }
+  const auto answer = inspector_->answer(inspection, yield);
+  if (const auto* refused = std::get_if<Refusal>(&answer)) {
+    answerRefusal(refused->error);
+  } else {
+    output_ += std::get<std::string>(answer);
+    output_ += '\n';
+  }
+}
+
 void Session::answerOk() { output_ += "{\"ok\":true}\n"; }
 
 void Session::answerRefusal(std::string_view error) {
+  ++clients_.lines().refused;
   output_ += fmt::format("{{\"ok\":false,\"error\":{},\"line\":{}}}\n", quote(error), lineNumber_);
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Ubo/YieldPolicy.h"
+#include "agent/control/Inspector.h"
 #include "agent/feed/ClientRegistry.h"
 #include "agent/feed/LineBuffer.h"
 #include "agent/feed/OperationQueue.h"
@@ -26,7 +27,9 @@ class Session {
     kEndOfFile,  ///< A file: its last line may lack the line end.
   };
 
-  Session(ClientRegistry& clients, OperationQueue& queue) : clients_(clients), queue_(queue) {}
+  /// Without an inspector, inspections are refused: a file has nobody to read their answers.
+  Session(ClientRegistry& clients, OperationQueue& queue, Inspector* inspector = nullptr)
+      : clients_(clients), queue_(queue), inspector_(inspector) {}
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
@@ -54,13 +57,15 @@ class Session {
   [[nodiscard]] bool blocked() const noexcept;
   void answerSync();
   [[nodiscard]] std::optional<std::string_view> nextLine();
-  void handle(std::string_view line);
+  void handle(std::string_view line, Ubo::YieldPolicy& yield);
   void apply(Operation operation);
+  void inspect(const Inspection& inspection, Ubo::YieldPolicy& yield);
   void answerOk();
   void answerRefusal(std::string_view error);
 
   ClientRegistry& clients_;
   OperationQueue& queue_;
+  Inspector* inspector_;             ///< May be null.
   ClientRegistry::Presence client_;  ///< Empty until hello.
   LineBuffer input_;
   std::string output_;

@@ -14,6 +14,19 @@ void StartGate::replaceAgent() {
   }
 }
 
+std::string_view StartGate::stateName() const noexcept {
+  switch (state_) {
+    case State::kClosed:
+    case State::kStarting:
+      return "starting";
+    case State::kOpen:
+      return "open";
+    case State::kWithdrawing:
+      break;
+  }
+  return "withdrawing";
+}
+
 bool StartGate::hasWork() {
   switch (state_) {
     case State::kStarting:
@@ -36,6 +49,7 @@ void StartGate::work(Ubo::YieldPolicy& /*yield*/) {
     applier_.gateIs(false);
     plugin_.stop();
     book_.agentReplaced();
+    ++replacements_;
     start();
   }
 }

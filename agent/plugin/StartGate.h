@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <string_view>
+
 #include "Ubo/Scheduler.h"
 #include "agent/feed/Applier.h"
 #include "agent/loop/EventLoop.h"
@@ -25,6 +28,10 @@ class StartGate final : public Work {
   /// Replaces the agent; one more call meanwhile changes nothing.
   void replaceAgent();
   [[nodiscard]] bool open() const noexcept { return state_ == State::kOpen; }
+  /// What it is about, for people: "starting", "open", "withdrawing".
+  [[nodiscard]] std::string_view stateName() const noexcept;
+  /// How often the agent was replaced so far.
+  [[nodiscard]] std::uint64_t replacements() const noexcept { return replacements_; }
 
   bool hasWork() override;
   void work(Ubo::YieldPolicy& yield) override;
@@ -43,6 +50,7 @@ class StartGate final : public Work {
   RecordBook& book_;
   Applier& applier_;
   State state_ = State::kClosed;
+  std::uint64_t replacements_ = 0;
 };
 
 }  // namespace Agent

@@ -25,6 +25,7 @@ template <class Row, class KeyOf>
 class OrderedMap {
  public:
   using Key = typename KeyOf::type;
+  using key_type = Key;
   using Tree = boost::intrusive::set<Row, boost::intrusive::base_hook<OrderedMapHook>,
                                      boost::intrusive::key_of_value<KeyOf>>;
   using const_iterator = typename Tree::const_iterator;
@@ -50,6 +51,8 @@ class OrderedMap {
   [[nodiscard]] bool empty() const noexcept { return tree_.empty(); }
   [[nodiscard]] const_iterator begin() const { return tree_.begin(); }
   [[nodiscard]] const_iterator end() const { return tree_.end(); }
+  /// Where a walk from `key` on begins: lowerBound() as an iterator.
+  [[nodiscard]] const_iterator walkFrom(const Key& key) const { return tree_.lower_bound(key); }
   [[nodiscard]] std::uint32_t changeWord() const noexcept { return changeWord_; }
   [[nodiscard]] Publisher<Key>& changes() const noexcept { return changes_; }
 

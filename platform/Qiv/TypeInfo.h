@@ -1,11 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Qiv/KeyText.h"
 #include "Qiv/Value.h"
 
 namespace Qiv {
@@ -21,6 +23,15 @@ struct Attribute {
   /// Visits the elements of a collection in its own order.
   using Visitor = std::function<void(const Value& key, const Value& value)>;
   void (*forEach)(const Entity&, const Visitor&) = nullptr;
+  /// How many elements a collection has.
+  std::size_t (*size)(const Entity&) = nullptr;
+  /// Visits the elements from the one whose key has this text on, which need not be there any more
+  /// (absent: from the first one on), in the collection's order, until the visitor says no. So a
+  /// long collection can be read in pieces while it changes. Throws InspectionError when the text
+  /// is no key. Null where keys cannot be read back from their text.
+  using PieceVisitor = std::function<bool(const Value& key, const Value& value)>;
+  void (*forEachFrom)(const Entity&, std::optional<std::string_view> key,
+                      const PieceVisitor&) = nullptr;
 };
 
 /// A type's name, how one is made for a directory entry, and its attributes in their fixed order.
@@ -92,6 +103,23 @@ struct MemberOf<Result (Owner::*)(Args...) const noexcept> : MemberOf<Result (Ow
 template <auto Member>
 using OwnerOf = typename MemberOf<decltype(Member)>::owner;
 
+template <auto Get>
+[[nodiscard]] const auto& collectionIn(const Entity& entity) {
+  return (dynamic_cast<const OwnerOf<Get>&>(entity).*Get)();
+}
+template <auto Get>
+using CollectionOf = std::remove_cvref_t<decltype(collectionIn<Get>(std::declval<Entity&>()))>;
+
+template <class Collection>
+[[nodiscard]] auto walkFrom(const Collection& all, std::string_view keyText) {
+  const auto key = keyFromText<typename Collection::key_type>(keyText);
+  if constexpr (requires { all.walkFrom(key); }) {
+    return all.walkFrom(key);
+  } else {
+    return all.lowerBound(key);
+  }
+}
+
 /// Elements of a collection, as (key, value): map entries, set keys, rows or entity pointers.
 template <class Element>
 [[nodiscard]] std::pair<Value, Value> elementValues(const Element& element) {
@@ -141,12 +169,28 @@ template <auto Call>
 /// A collection attribute; `Get` returns a reference to it.
 template <auto Get>
 [[nodiscard]] Attribute collection(std::string_view name) {
-  return {.name = name, .forEach = [](const Entity& entity, const Attribute::Visitor& visit) {
-            for (const auto& element : (dynamic_cast<const Impl::OwnerOf<Get>&>(entity).*Get)()) {
-              const auto [key, value] = Impl::elementValues(element);
-              visit(key, value);
-            }
-          }};
+  using Collection = Impl::CollectionOf<Get>;
+  Attribute made{.name = name};
+  made.forEach = [](const Entity& entity, const Attribute::Visitor& visit) {
+    for (const auto& element : Impl::collectionIn<Get>(entity)) {
+      const auto [key, value] = Impl::elementValues(element);
+      visit(key, value);
+    }
+  };
+  made.size = [](const Entity& entity) { return Impl::collectionIn<Get>(entity).size(); };
+  if constexpr (Impl::ReadableKey<typename Collection::key_type>) {
+    made.forEachFrom = [](const Entity& entity, std::optional<std::string_view> key,
+                          const Attribute::PieceVisitor& visit) {
+      const Collection& all = Impl::collectionIn<Get>(entity);
+      for (auto at = key ? Impl::walkFrom(all, *key) : all.begin(); at != all.end(); ++at) {
+        const auto [elementKey, value] = Impl::elementValues(*at);
+        if (!visit(elementKey, value)) {
+          return;
+        }
+      }
+    };
+  }
+  return made;
 }
 
 /// As above, with the mutator `Is` that enters one element.

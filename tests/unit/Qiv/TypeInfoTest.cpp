@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <optional>
 
 #include "ThingForTest.h"
 
@@ -139,6 +140,57 @@ TEST(TypeInfo, ADumpHasALineForEveryAttributeAndElementInOrder) {
             "greet()\n"
             "add()\n"
             "forget()\n");
+}
+
+/// The keys that a collection gives from the one with this text on, at most three.
+std::string keysFrom(const Thing& thing, std::string_view attribute,
+                     std::optional<std::string_view> key) {
+  std::string keys;
+  int left = 3;
+  Thing::type().attribute(attribute).forEachFrom(thing, key, [&](const Value& at, const Value&) {
+    keys += toText(at) + ' ';
+    return --left > 0;
+  });
+  return keys;
+}
+
+TEST(TypeInfo, ACollectionTellsItsSize) {
+  const auto thing = make<Thing>("it");
+  const Attribute& counts = Thing::type().attribute("counts");
+  EXPECT_EQ(counts.size(*thing), 0U);
+  thing->counts_.set("a", 1);
+  thing->counts_.set("b", 2);
+  EXPECT_EQ(counts.size(*thing), 2U);
+  EXPECT_EQ(Thing::type().attribute("name").size, nullptr);
+}
+
+TEST(TypeInfo, ACollectionIsReadInPiecesThatMeetEveryElementOnce) {
+  const auto thing = make<Thing>("it");
+  for (const char* name : {"a", "b", "c", "d", "e", "f", "g"}) {
+    thing->counts_.set(name, 1);
+    thing->tags_.insert(name);
+  }
+  std::string whole;
+  for (const auto& entry : thing->counts()) {
+    whole += entry.key.stdString() + ' ';
+  }
+  // A piece begins with the last of the piece before.
+  const std::string first = keysFrom(*thing, "counts", std::nullopt);
+  const std::string second = keysFrom(*thing, "counts", first.substr(4, 1));
+  const std::string third = keysFrom(*thing, "counts", second.substr(4, 1));
+  EXPECT_EQ(first + second.substr(2) + third.substr(2), whole);
+  EXPECT_EQ(keysFrom(*thing, "tags", std::nullopt), first);
+}
+
+TEST(TypeInfo, APieceBeginsBehindAnElementThatIsGone) {
+  const auto thing = make<Thing>("it");
+  for (const char* name : {"a", "b", "c"}) {
+    thing->counts_.set(name, 1);
+  }
+  const std::string before = keysFrom(*thing, "counts", std::nullopt);
+  const std::string middle = before.substr(2, 1);
+  thing->counts_.erase(middle);
+  EXPECT_EQ(keysFrom(*thing, "counts", middle), before.substr(4));
 }
 
 TEST(TypeInfo, AnEmptyCollectionHasNoLine) {

@@ -34,7 +34,7 @@ class FeedServerTest : public testing::Test {
 
   void serve() {
     server_ = std::make_unique<FeedServer>(
-        loop_, path_.string(), clients_, queue_,
+        loop_, path_.string(), clients_, queue_, nullptr,
         [this](const std::string& line) { log_.push_back(line); },
         [this](const std::string& line) { told_.push_back(line); },
         [this](int listening) {
@@ -230,7 +230,8 @@ TEST_F(FeedServerTest, AClientThatDiesWhileItsSyncWaitsLeavesNothingBehind) {
 TEST_F(FeedServerTest, AFullQueueHoldsTheClientBackAndLosesNothing) {
   OperationQueue small(10);
   FeedServer server(
-      loop_, path_.string(), clients_, small, [](const std::string&) {}, [](const std::string&) {});
+      loop_, path_.string(), clients_, small, nullptr, [](const std::string&) {},
+      [](const std::string&) {});
   loop_.workAdd(server);
   const Fd client = connected();
   std::string lines = "{\"op\":\"hello\",\"client\":\"a\"}\n";
@@ -252,7 +253,8 @@ TEST_F(FeedServerTest, AFullQueueHoldsTheClientBackAndLosesNothing) {
 TEST_F(FeedServerTest, AClientWhoseLastLineFilledTheQueueIsReadAgainWhenThereIsRoom) {
   OperationQueue small(1);
   FeedServer server(
-      loop_, path_.string(), clients_, small, [](const std::string&) {}, [](const std::string&) {});
+      loop_, path_.string(), clients_, small, nullptr, [](const std::string&) {},
+      [](const std::string&) {});
   loop_.workAdd(server);
   const Fd client = connected();
   const std::string change = "{\"op\":\"removeClient\"}\n";

@@ -64,6 +64,39 @@ TEST(Ledger, AnInterfaceKeepsItsIndexWithoutRecords) {
   EXPECT_EQ(ledger.ifIndex("eth1"), 7U);
 }
 
+TEST(Ledger, AnInterfaceKnowsWhoSetItsPresentIndex) {
+  Ledger ledger;
+  ledger.ifIndexIs("eth1", 7, "lab");
+  ledger.ifIndexIs("eth1", 8, "other");
+  const Ledger::Interface* eth1 = ledger.interfaceBehind(std::nullopt);
+  ASSERT_NE(eth1, nullptr);
+  EXPECT_EQ(eth1->setBy, "other");
+}
+
+TEST(Ledger, InterfacesAndClientsAreListedByName) {
+  Ledger ledger;
+  ledger.ifIndexIs("eth1", 7, "lab");
+  ledger.enter("b", icmp("h", "eth2", "192.0.2.1"));
+  ledger.enter("d", icmp("h", "", "192.0.2.1"));
+  EXPECT_EQ(ledger.interfaceBehind(std::nullopt)->name, "eth1");
+  EXPECT_EQ(ledger.interfaceBehind("eth1")->name, "eth2");
+  EXPECT_EQ(ledger.interfaceBehind("eth1x")->name, "eth2");
+  EXPECT_EQ(ledger.interfaceBehind("eth2"), nullptr);
+  EXPECT_EQ(ledger.clientBehind(std::nullopt)->name, "b");
+  EXPECT_EQ(ledger.clientBehind("c")->name, "d");
+  EXPECT_EQ(ledger.clientBehind("d"), nullptr);
+}
+
+TEST(Ledger, AClientKnowsHowManyRecordsItHas) {
+  Ledger ledger;
+  EXPECT_EQ(ledger.client("c"), nullptr);
+  Ledger::Record& one = ledger.enter("c", icmp("h", "", "192.0.2.1"));
+  ledger.enter("c", icmp("other", "", "192.0.2.1"));
+  EXPECT_EQ(ledger.client("c")->records, 2U);
+  ledger.erase(one);
+  EXPECT_EQ(ledger.client("c")->records, 1U);
+}
+
 TEST(Ledger, OnlyRecordsWithARowCountForTheirVrf) {
   Ledger ledger;
   ledger.ifIndexIs("eth1", 7, "c");

@@ -155,6 +155,47 @@ TEST(FeedParser, RemoveClientAndSyncHaveNoFields) {
   parsed<Sync>(R"({"op":"sync"})");
 }
 
+TEST(FeedParser, InspectionsHaveTheirPlaceAndPage) {
+  const auto rows = std::get<ShowTables>(
+      parsed<Inspection>(R"({"op":"tables","vrf":"blue","after":"icmp/k","limit":7})"));
+  EXPECT_EQ(rows.vrf, "blue");
+  EXPECT_EQ(rows.page.after, "icmp/k");
+  EXPECT_EQ(rows.page.limit, 7U);
+  const auto entity = std::get<ShowEntity>(
+      parsed<Inspection>(R"({"op":"show","path":"snmp/ifMib","after":"x","limit":1})"));
+  EXPECT_EQ(entity.path, "snmp/ifMib");
+  EXPECT_EQ(entity.page.after, "x");
+  const auto interfaces =
+      std::get<ListInterfaces>(parsed<Inspection>(R"({"op":"interfaces","after":"eth1"})"));
+  EXPECT_EQ(interfaces.page.after, "eth1");
+}
+
+TEST(FeedParser, InspectionsMayHaveNoFieldsAtAll) {
+  const auto rows = std::get<ShowTables>(parsed<Inspection>(R"({"op":"tables"})"));
+  EXPECT_EQ(rows.vrf, "default");
+  EXPECT_EQ(rows.page.after, std::nullopt);
+  EXPECT_EQ(rows.page.limit, kMaxPageItems);
+  EXPECT_EQ(std::get<ShowEntity>(parsed<Inspection>(R"({"op":"show"})")).path, "");
+  for (const char* op : {"stats", "vrfs", "clients", "interfaces"}) {
+    parsed<Inspection>("{\"op\":\"" + std::string(op) + "\"}");
+  }
+}
+
+TEST(FeedParser, WrongFieldsOfInspectionsAreRefusedByName) {
+  EXPECT_EQ(errorOf(R"({"op":"tables","limit":0})"),
+            "limit: must be a whole number from 1 to 1000");
+  EXPECT_EQ(errorOf(R"({"op":"tables","limit":1001})"),
+            "limit: must be a whole number from 1 to 1000");
+  EXPECT_EQ(errorOf(R"({"op":"vrfs","limit":"1"})"), "limit: must be a number");
+  EXPECT_EQ(errorOf(R"({"op":"tables","vrf":")" + std::string(33, 'v') + "\"}"),
+            "vrf: must have 0 to 32 bytes");
+  EXPECT_EQ(errorOf(R"({"op":"show","path":")" + std::string(4097, 'p') + "\"}"),
+            "path: must have 0 to 4096 bytes");
+  EXPECT_EQ(errorOf(R"({"op":"clients","after":1})"), "after: must be a string");
+  EXPECT_EQ(errorOf(R"({"op":"stats","after":"x"})"), "after: not a field of stats");
+  EXPECT_EQ(errorOf(R"({"op":"clients","vrf":"blue"})"), "vrf: not a field of clients");
+}
+
 TEST(FeedParser, FieldsMayStandInAnyOrderWithBlanksBetween) {
   EXPECT_EQ(parsed<Hello>("  { \"client\" :\t\"lab\" , \"op\": \"hello\" }\r").client, "lab");
 }

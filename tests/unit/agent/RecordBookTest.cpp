@@ -146,6 +146,31 @@ TEST_F(RecordBookTest, AWithdrawnRecordCarriesAllItTakesToPutItBack) {
   EXPECT_EQ(withdrawn.measured, latency(1));
 }
 
+TEST_F(RecordBookTest, EventsAreCountedByKind) {
+  const ProbeKey web = http("h", "", "http://h/");
+  book_.put("c", one_, latency(1));
+  book_.put("c", one_, latency(1));
+  book_.put("c", one_, latency(2));
+  book_.put("c", web, latency(1));
+  book_.remove("c", web);
+  book_.remove("c", web);
+  const RecordBook::Events& icmpEvents = book_.events()[one_.target.index()];
+  EXPECT_EQ(icmpEvents.published, 2U);
+  EXPECT_EQ(icmpEvents.unchanged, 1U);
+  EXPECT_EQ(icmpEvents.removed, 0U);
+  const RecordBook::Events& httpEvents = book_.events()[web.target.index()];
+  EXPECT_EQ(httpEvents.published, 1U);
+  EXPECT_EQ(httpEvents.removed, 1U) << "removing an absent record is no event";
+}
+
+TEST_F(RecordBookTest, SharingsAreCounted) {
+  EXPECT_EQ(book_.sharings(), 0U);
+  book_.put("c", one_, latency(1));
+  book_.put("c", other_, latency(2));
+  book_.put("c", one_, latency(3));
+  EXPECT_EQ(book_.sharings(), 1U);
+}
+
 TEST_F(RecordBookTest, ACountThatReachesItsCeilingIsSetBackToTheRecordsWithARow) {
   book_.put("c", one_, latency(0));
   book_.put("c", icmp("h", "", "10.0.0.9"), latency(0));

@@ -291,6 +291,75 @@ TEST_F(SessionTest, OneLineIsHandledBetweenTwoYields) {
   EXPECT_EQ(queue_.accepted(), 1U);
 }
 
+/// Answers with what it was asked for.
+class InspectorForTest final : public Inspector {
+ public:
+  std::variant<std::string, Refusal> answer(const Inspection& inspection,
+                                            Ubo::YieldPolicy&) override {
+    const auto* show = std::get_if<ShowEntity>(&inspection);
+    if (show == nullptr) {
+      return Refusal{"path: nothing there"};
+    }
+    return show->path;
+  }
+};
+
+class InspectedSessionTest : public SessionTest {
+ protected:
+  std::string askedFor(std::string_view lines) {
+    session_.receive(lines);
+    session_.work(never_);
+    std::string taken(session_.output());
+    session_.outputTaken(taken.size());
+    return taken;
+  }
+
+  InspectorForTest inspector_;
+  Session session_{registry_, queue_, &inspector_};
+};
+
+TEST_F(InspectedSessionTest, AnInspectionNeedsNoHello) {
+  EXPECT_EQ(askedFor("{\"op\":\"show\",\"path\":\"here\"}\n"), "here\n");
+}
+
+TEST_F(InspectedSessionTest, AnInspectionIsAnsweredInItsPlaceAmongTheOtherLines) {
+  EXPECT_EQ(askedFor(std::string(kHello) + "{\"op\":\"show\",\"path\":\"here\"}\n" + kRemoveClient),
+            std::string(kOk) + "here\n" + kOk);
+}
+
+TEST_F(InspectedSessionTest, ARefusedInspectionNamesItsLine) {
+  EXPECT_EQ(askedFor("\n{\"op\":\"stats\"}\n"),
+            "{\"ok\":false,\"error\":\"not valid JSON at byte 1\",\"line\":1}\n"
+            "{\"ok\":false,\"error\":\"path: nothing there\",\"line\":2}\n");
+}
+
+TEST_F(InspectedSessionTest, AnswersThatNobodyTakesStopTheAsking) {
+  const std::string question = "{\"op\":\"show\",\"path\":\"" + std::string(4000, 'p') + "\"}\n";
+  std::size_t before = 0;
+  for (int count = 0; count < 100 && session_.wantsInput(); ++count) {
+    session_.receive(question);
+    session_.work(never_);
+    before = session_.output().size();
+  }
+  EXPECT_FALSE(session_.wantsInput());
+  EXPECT_LT(before, 65'536U + 4'096U);
+}
+
+TEST_F(SessionTest, AFileIsRefusedInspections) {
+  send("{\"op\":\"stats\"}\n");
+  EXPECT_EQ(answers(),
+            "{\"ok\":false,\"error\":\"op: nobody would read the answer\",\"line\":1}\n");
+}
+
+TEST_F(SessionTest, LinesAreCountedForAllSessionsTogether) {
+  send(std::string(kHello) + "nonsense\n");
+  Session other(registry_, queue_);
+  other.receive("more nonsense\n");
+  other.work(never_);
+  EXPECT_EQ(registry_.lines().taken, 3U);
+  EXPECT_EQ(registry_.lines().refused, 2U);
+}
+
 TEST_F(SessionTest, TheClientIsHeldWhenItsSessionGoes) {
   using namespace std::chrono_literals;
   {
