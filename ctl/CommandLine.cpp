@@ -28,12 +28,14 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
                  fmt::format("The agent's socket, its --feed (default {})", kAgentSocket))
       ->type_name("PATH");
 
-  Tables tables{.vrf = "default"};
+  Tables tables;
+  tables.vrf = "default";
+  bool again = false;
   double seconds = kDefaultSeconds;
   auto* tablesCommand = app.add_subcommand("tables", "The three tables of a VRF");
   tablesCommand->add_option("--vrf", tables.vrf, "The VRF (default: default)")->type_name("NAME");
   tablesCommand->add_flag("--json", tables.json, "One JSON document of one line");
-  auto* watch = tablesCommand->add_flag("--watch", "Again and again, until interrupted");
+  auto* watch = tablesCommand->add_flag("--watch", again, "Again and again, until interrupted");
   tablesCommand->add_option("--interval", seconds, "With --watch: pause (default 2)")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.0, kLongestSeconds))
@@ -91,7 +93,7 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
-  if (*watch) {
+  if (again) {
     tables.every = std::chrono::duration<double>(seconds);
   }
   if (*tablesCommand) {
