@@ -20,6 +20,9 @@ namespace {
 
 /// Lines that are under way at most.
 constexpr std::size_t kMostUnderWay = 512;
+/// How long a change waits for others to go with it: what a thousand probes a second have to say
+/// costs a hundred writes then, and as many answers to wake up for.
+constexpr std::chrono::milliseconds kGather{10};
 /// No answer of an agent is longer.
 constexpr std::size_t kLongestAnswer = 65'536;
 
@@ -55,9 +58,8 @@ FeedClient::FeedClient(const Loop& loop, std::string client, const AgentConfig& 
       fillTimer_(loop.base, [this] { fill(); }),
       answerTimer_(loop.base, [this] { lost("no answer"); }) {
   mirror_.listenerIs([this] {
-    // Collects what happens in one turn of the loop into one write.
     if (state_ == State::kSpeaking && !fillTimer_.pending()) {
-      fillTimer_.set({});
+      fillTimer_.set(kGather);
     }
   });
   retryTimer_.set({});
@@ -172,6 +174,7 @@ void FeedClient::answer(std::string_view line) {
     lost("an answer to nothing");
     return;
   }
+  const bool full = underWay_.size() >= kMostUnderWay;
   const UnderWay step = std::move(underWay_.front());
   underWay_.pop_front();
   if (underWay_.empty()) {
@@ -184,7 +187,8 @@ void FeedClient::answer(std::string_view line) {
   } else {
     carriedOut(step);
   }
-  if (state_ == State::kSpeaking && !fillTimer_.pending()) {
+  // What waits for room goes on as soon as there is some, collected over one turn of the loop.
+  if (state_ == State::kSpeaking && (full || step.kind == UnderWay::Kind::kHello)) {
     fillTimer_.set({});
   }
 }
