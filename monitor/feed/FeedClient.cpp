@@ -209,7 +209,7 @@ void FeedClient::carriedOut(const UnderWay& step) {
       syncWanted_ = true;
       break;
     case UnderWay::Kind::kStep:
-      mirror_.answered(step.key);
+      stepEnded(step);
       break;
     case UnderWay::Kind::kSweep:
       swept_ = true;
@@ -236,6 +236,13 @@ void FeedClient::refused(const UnderWay& step, const std::string& error) {
                              step.key.empty() ? "" : ": ", step.key));
   }
   if (step.kind == UnderWay::Kind::kStep) {
+    stepEnded(step);
+  }
+}
+
+void FeedClient::stepEnded(const UnderWay& step) {
+  // The mirror of one who leaves may be another client's already, who waits for answers of its own.
+  if (state_ != State::kLeaving) {
     mirror_.answered(step.key);
   }
 }

@@ -73,6 +73,7 @@ class FeedClient {
   void answer(std::string_view line);
   void carriedOut(const UnderWay& step);
   void refused(const UnderWay& step, const std::string& error);
+  void stepEnded(const UnderWay& step);
   void fill();
   void send(std::string_view line, UnderWay step);
   void lost(const std::string& why);

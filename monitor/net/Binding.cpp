@@ -31,7 +31,9 @@ class NamespaceStay {
     if (!ownNamespace()) {
       return errorNow("own namespace");
     }
-    const UniqueFd target(::open(("/run/netns/" + name).c_str(), O_RDONLY | O_CLOEXEC));
+    // Not to wait at a pipe that somebody put there.
+    const UniqueFd target(
+        ::open(("/run/netns/" + name).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!target || ::setns(target.get(), CLONE_NEWNET) != 0) {
       return errorNow("namespace " + name);
     }

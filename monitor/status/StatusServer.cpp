@@ -23,6 +23,9 @@ constexpr mode_t kMode = 0660;
 constexpr std::size_t kMostReaders = 8;
 /// A reader that does not read is dropped.
 constexpr timeval kPatience{10, 0};
+/// How long readers have to wait when there is no descriptor for them. Asking at once again and
+/// again would take the time that those who hold the descriptors need to give them back.
+constexpr std::chrono::seconds kPause{1};
 
 const sockaddr* generic(const sockaddr_un& address) {
   return reinterpret_cast<const sockaddr*>(&address);
@@ -71,7 +74,10 @@ void StatusServer::Free::operator()(evconnlistener* each) const { evconnlistener
 void StatusServer::Free::operator()(bufferevent* each) const { bufferevent_free(each); }
 
 StatusServer::StatusServer(const Loop& loop, std::string path, std::function<std::string()> status)
-    : loop_(loop), path_(std::move(path)), status_(std::move(status)) {
+    : loop_(loop),
+      path_(std::move(path)),
+      status_(std::move(status)),
+      pauseTimer_(loop.base, [this] { evconnlistener_enable(listener_.get()); }) {
   UniqueFd socket = listenAt(path_);
   listener_.reset(evconnlistener_new(
       loop_.base,
@@ -83,6 +89,9 @@ StatusServer::StatusServer(const Loop& loop, std::string path, std::function<std
     throw std::runtime_error(fmt::format("status-socket {}: no listener", path_));
   }
   (void)socket.release();
+  evconnlistener_set_error_cb(listener_.get(), [](evconnlistener*, void* self) {
+    static_cast<StatusServer*>(self)->pause();
+  });
 }
 
 StatusServer::~StatusServer() { ::unlink(path_.c_str()); }
@@ -109,6 +118,11 @@ void StatusServer::accept(int fd) {
   const std::string status = status_();
   bufferevent_write(connection.get(), status.data(), status.size());
   connections_.push_back(std::move(connection));
+}
+
+void StatusServer::pause() {
+  evconnlistener_disable(listener_.get());
+  pauseTimer_.set(kPause);
 }
 
 void StatusServer::drop(const bufferevent* connection) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "monitor/Prober.h"
+#include "monitor/loop/Event.h"
 
 struct bufferevent;
 struct evconnlistener;
@@ -33,6 +34,7 @@ class StatusServer {
   using Connections = std::list<std::unique_ptr<bufferevent, Free>>;
 
   void accept(int fd);
+  void pause();
   void drop(const bufferevent* connection);
 
   Loop loop_;
@@ -40,6 +42,7 @@ class StatusServer {
   std::function<std::string()> status_;
   Connections connections_;
   std::unique_ptr<evconnlistener, Free> listener_;
+  Timer pauseTimer_;
 };
 
 }  // namespace Monitor
