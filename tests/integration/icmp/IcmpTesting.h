@@ -54,7 +54,15 @@ class ProberUnderTest {
     runUntil([&] { return missing == 0; });
     return results;
   }
-  Result round(const ProbeSpec& spec) { return rounds({spec}).front(); }
+  /// A round in which this process was held up for too long says nothing, so it is held again.
+  Result round(const ProbeSpec& spec) {
+    constexpr int kMost = 20;
+    Result result = rounds({spec}).front();
+    for (int i = 1; i < kMost && result.outcome == Outcome::kOverloaded; ++i) {
+      result = rounds({spec}).front();
+    }
+    return result;
+  }
 
   void runUntil(const std::function<bool()>& reached) {
     Timer limit(base_.get(), [] { throw std::runtime_error("the test waited in vain"); });

@@ -97,7 +97,8 @@ class Network(ProberCase):
                      f"<4>lost (vrf lab) http http://10.99.0.3:{WEB_PORT}/: timed out connecting",
                      "<4>refused (vrf lab) tcp 10.99.0.2 port 9: refused",
                      "<4>unreachable (vrf lab) tcp 10.97.0.1 port 9: unreachable: No route to host"):
-            self.assertIn(line, self.prober.process.stderr_lines)
+            until(lambda: line in self.prober.process.stderr_lines,
+                  lambda: f"{line!r} of {self.prober.process}")
 
 
 if __name__ == "__main__":

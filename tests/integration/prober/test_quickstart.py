@@ -1,7 +1,9 @@
 """The quick start: everything together, started and ended by its script."""
 
+import contextlib
 import os
 import pathlib
+import random
 import signal
 import socket
 import unittest
@@ -15,9 +17,13 @@ from support.waiting import until
 
 
 def free_port(kind):
-    with socket.socket(type=kind) as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+    """Of those that the kernel gives to nobody by itself: no other test's connection takes it before
+    the program does."""
+    while True:
+        port = random.randrange(20_000, 32_000)
+        with socket.socket(type=kind) as probe, contextlib.suppress(OSError):
+            probe.bind(("127.0.0.1", port))
+            return port
 
 
 def children(pid):

@@ -13,8 +13,9 @@ namespace Monitor {
 namespace {
 
 using namespace Testing;
+using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::HasSubstr;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
@@ -69,7 +70,8 @@ class SupervisorTest : public testing::Test {
 TEST_F(SupervisorTest, TheConfiguredProbesBecomeRecords) {
   supervisor_.apply(config({1, 2, 3}));
   EXPECT_TRUE(hostsBecome({"h1", "h2", "h3"}));
-  EXPECT_THAT(logged_, IsEmpty());
+  // A busy machine may be late for rounds of 20 ms.
+  EXPECT_THAT(logged_, Each(HasSubstr("overloaded: ")));
 }
 
 TEST_F(SupervisorTest, OnlyChangedProbesAreRestarted) {
@@ -218,7 +220,8 @@ TEST_F(SupervisorTest, TheStatusTellsEveryProbeAndEveryCounter) {
   EXPECT_EQ(status["client"], "lab");
   EXPECT_EQ(status["agent"]["connected"], true);
   EXPECT_EQ(status["agent"]["records"], 2);
-  EXPECT_EQ(status["schedule"]["overloaded"], 0);
+  EXPECT_EQ(status["schedule"]["started"], supervisor_.schedule().started());
+  EXPECT_EQ(status["schedule"]["overloaded"], supervisor_.overload().rounds());
   EXPECT_EQ(status["configuration"]["file"], "/etc/x.yaml");
   EXPECT_EQ(status["configuration"]["error"], nullptr);
   ASSERT_THAT(status["probes"], SizeIs(2));

@@ -96,6 +96,16 @@ TEST_F(TcpProberTest, AProbeThroughAnInterfaceReachesOnlyWhatLiesBehindIt) {
   const std::uint16_t port = portOf(server.get());
   EXPECT_EQ(roundOf(loop_, prober_, to("127.0.0.1", port, {"", "", "lo"})).outcome,
             Outcome::kAnswered);
+  const TestNamespace netns("conmon-tcp-if");
+  shell("ip -n " + netns.name() + " link add va type veth peer name vb && ip -n " + netns.name() +
+        " link set va up");
+  const UniqueFd inside = listener("127.0.0.1", {netns.name(), "", ""});
+  const auto through = [&](const std::string& interface) {
+    const Binding binding{netns.name(), "", interface};
+    return roundOf(loop_, prober_, to("127.0.0.1", portOf(inside.get()), binding, 200ms)).outcome;
+  };
+  EXPECT_EQ(through("lo"), Outcome::kAnswered);
+  EXPECT_EQ(through("va"), Outcome::kNoAnswer);
 }
 
 TEST_F(TcpProberTest, AProbeOfANamespaceReachesTheServerThereAndNoOther) {

@@ -205,6 +205,8 @@ def run(program, folder):
     assert web_values["responseTime"] >= 0.001
     assert (web_values["statusCode"], web_values["result"]) == (200, "status 200")
     assert SECRET in WebServer.seen
+    phases = next(probe["phases"] for probe in prober.status()["probes"] if probe["host"] == "web")
+    assert 0 < phases["connect"] <= phases["tls"] <= phases["firstByte"], phases
     assert len(os.listdir(f"/proc/{prober.process.pid}/task")) == 1, "more than one thread"
     prober.expect("WATCHDOG=1")
 
