@@ -52,6 +52,7 @@ void printJson(Asker& agent, const std::string& vrf) {
 
 std::string tablesText(Asker& agent, const std::string& vrf, const Style& style) {
   std::vector<TextTable> tables;
+  tables.reserve(kTableKinds.size());
   for (const TableKind& kind : kTableKinds) {
     tables.push_back(tableOf(kind.name));
   }
