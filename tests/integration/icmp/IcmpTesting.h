@@ -3,6 +3,7 @@
 #include <event2/event.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -39,8 +40,21 @@ class ProberUnderTest {
     return spec;
   }
 
-  /// One round of each, all at the same time.
+  /// One round of each, all at the same time. A round in which this process was held up for too long
+  /// says nothing, so all are held again when there is one.
   std::vector<Result> rounds(const std::vector<ProbeSpec>& specs) {
+    constexpr int kMost = 20;
+    std::vector<Result> results = roundsOnce(specs);
+    const auto overloaded = [](const Result& result) {
+      return result.outcome == Outcome::kOverloaded;
+    };
+    for (int i = 1; i < kMost && std::any_of(results.begin(), results.end(), overloaded); ++i) {
+      results = roundsOnce(specs);
+    }
+    return results;
+  }
+  Result round(const ProbeSpec& spec) { return rounds({spec}).front(); }
+  std::vector<Result> roundsOnce(const std::vector<ProbeSpec>& specs) {
     std::vector<Result> results(specs.size());
     std::vector<std::unique_ptr<Probe>> probes;
     std::size_t missing = specs.size();
@@ -53,15 +67,6 @@ class ProberUnderTest {
     }
     runUntil([&] { return missing == 0; });
     return results;
-  }
-  /// A round in which this process was held up for too long says nothing, so it is held again.
-  Result round(const ProbeSpec& spec) {
-    constexpr int kMost = 20;
-    Result result = rounds({spec}).front();
-    for (int i = 1; i < kMost && result.outcome == Outcome::kOverloaded; ++i) {
-      result = rounds({spec}).front();
-    }
-    return result;
   }
 
   void runUntil(const std::function<bool()>& reached) {

@@ -25,11 +25,13 @@ class Place : public ::testing::Test {
   [[nodiscard]] Result round(const std::string& address, const std::string& interface = "") {
     return under.round(ProberUnderTest::spec({name, "", interface}, address, 2, 200ms));
   }
-  /// Rounds until one has the outcome: a changed place is noticed within a second or two.
-  [[nodiscard]] Result roundUntil(Outcome outcome, const std::string& interface = "") {
+  /// Rounds until one has the outcome: a changed place is noticed within a second or two, and an
+  /// interface that has just come up loses what is sent before the kernel has activated its queue.
+  [[nodiscard]] Result roundUntil(Outcome outcome, const std::string& interface = "",
+                                  const std::string& address = "192.0.2.2") {
     Result result;
     for (int i = 0; i < 100; ++i) {
-      result = round("192.0.2.2", interface);
+      result = round(address, interface);
       if (result.outcome == outcome) {
         break;
       }
@@ -77,7 +79,8 @@ TEST_F(Place, ANamespaceMadeAnewUnderItsNameIsFollowed) {
 TEST_F(Place, AnInterfaceIsTheWayOut) {
   const Namespace far(name + "-far");
   joinFar(far);
-  EXPECT_EQ(round("192.0.2.2", "eth1").outcome, Outcome::kAnswered);
+  const Result answered = roundUntil(Outcome::kAnswered, "eth1");
+  ASSERT_EQ(answered.outcome, Outcome::kAnswered) << answered.text;
   const Result elsewhere = round("192.0.2.2", "lo");
   EXPECT_EQ(elsewhere.outcome, Outcome::kNoAnswer) << elsewhere.text;
 }
@@ -91,7 +94,8 @@ TEST_F(Place, AnInterfaceThatIsNotThereIsNotMeasured) {
 TEST_F(Place, AnInterfaceMadeAnewUnderItsNameIsFollowed) {
   const Namespace far(name + "-far");
   joinFar(far);
-  EXPECT_EQ(round("192.0.2.2", "eth1").outcome, Outcome::kAnswered);
+  const Result answered = roundUntil(Outcome::kAnswered, "eth1");
+  ASSERT_EQ(answered.outcome, Outcome::kAnswered) << answered.text;
   here->run("ip link del eth1");
   const Result gone = roundUntil(Outcome::kNotMeasured, "eth1");
   EXPECT_EQ(gone.outcome, Outcome::kNotMeasured) << gone.text;
@@ -103,7 +107,8 @@ TEST_F(Place, AnInterfaceMadeAnewUnderItsNameIsFollowed) {
 TEST_F(Place, AnInterfaceThatTookTheNameOfAnotherIsFollowed) {
   const Namespace far(name + "-far");
   joinFar(far);
-  EXPECT_EQ(round("192.0.2.2", "eth1").outcome, Outcome::kAnswered);
+  const Result answered = roundUntil(Outcome::kAnswered, "eth1");
+  ASSERT_EQ(answered.outcome, Outcome::kAnswered) << answered.text;
   here->run("ip link set eth1 down && ip link set eth1 name old1 && ip addr flush dev old1");
   far.run("ip link set eth1 down && ip link set eth1 name old1 && ip addr flush dev old1");
   joinFar(far);
@@ -114,6 +119,8 @@ TEST_F(Place, AnInterfaceThatTookTheNameOfAnotherIsFollowed) {
 TEST_F(Place, AnInterfaceThatIsDownIsATargetLost) {
   const Namespace far(name + "-far");
   joinFar(far);
+  const Result answered = roundUntil(Outcome::kAnswered, "eth1");
+  ASSERT_EQ(answered.outcome, Outcome::kAnswered) << answered.text;
   here->run("ip link set eth1 down");
   const Result result = round("192.0.2.2", "eth1");
   EXPECT_EQ(result.outcome, Outcome::kNoAnswer) << result.text;
@@ -124,7 +131,7 @@ TEST_F(Place, ALinkLocalTargetIsReachedThroughItsInterface) {
   joinFar(far);
   here->run("ip addr add fe80::1/64 dev eth1 nodad");
   far.run("ip addr add fe80::2/64 dev eth1 nodad");
-  const Result result = round("fe80::2", "eth1");
+  const Result result = roundUntil(Outcome::kAnswered, "eth1", "fe80::2");
   EXPECT_EQ(result.outcome, Outcome::kAnswered) << result.text;
 }
 
@@ -135,11 +142,18 @@ TEST_F(Place, AVrfDeviceSeparatesEqualAddresses) {
   const Namespace far(name + "-far");
   joinFar(far);
   here->run("ip link set blue up && ip link set eth1 master blue");
-  const auto inVrf = [&](const std::string& interface) {
-    return under.round(ProberUnderTest::spec({name, "blue", interface}, "192.0.2.2", 2, 500ms));
+  const auto answersInVrf = [&](const std::string& interface) {
+    for (int i = 0; i < 100; ++i) {
+      const ProbeSpec spec =
+          ProberUnderTest::spec({name, "blue", interface}, "192.0.2.2", 2, 200ms);
+      if (under.round(spec).outcome == Outcome::kAnswered) {
+        return true;
+      }
+    }
+    return false;
   };
-  EXPECT_EQ(inVrf("").outcome, Outcome::kAnswered);
-  EXPECT_EQ(inVrf("eth1").outcome, Outcome::kAnswered);
+  EXPECT_TRUE(answersInVrf(""));
+  EXPECT_TRUE(answersInVrf("eth1"));
   EXPECT_EQ(round("192.0.2.2").outcome, Outcome::kNoAnswer) << "not in the default VRF";
 }
 
