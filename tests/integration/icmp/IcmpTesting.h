@@ -40,8 +40,8 @@ class ProberUnderTest {
     return spec;
   }
 
-  /// One round of each, all at the same time. A round in which this process was held up for too long
-  /// says nothing, so all are held again when there is one.
+  /// One round of each, all at the same time. A round in which this process was held up for too
+  /// long says nothing, so all are held again when there is one.
   std::vector<Result> rounds(const std::vector<ProbeSpec>& specs) {
     constexpr int kMost = 20;
     std::vector<Result> results = roundsOnce(specs);
