@@ -1,6 +1,6 @@
 # Short names for the scripts, for who has make. Nothing is decided here.
 
-.PHONY: build run test demo bench package clean
+.PHONY: build run test demo bench churn vrf-life package clean
 
 build:
 	@scripts/setup.sh run
@@ -17,6 +17,9 @@ demo:
 
 bench:
 	@scripts/bench.sh
+
+churn vrf-life:
+	@scripts/reliability.sh $@
 
 package:
 	@scripts/setup.sh run

@@ -80,7 +80,8 @@ void runAgent(const Settings& settings, const Log& log) {
       store.inputs.clientDir, store.inputs.ifMib,
       [&plugin](const Pomel::String& vrf, std::uint32_t count) { plugin.vrfCountIs(vrf, count); });
   RecordBook book(storeFeed, warn);
-  OperationQueue queue(kQueueCapacity);
+  OperationQueue queue(kQueueCapacity,
+                       ContextLimit(settings.maxContexts.value_or(ContextLimit::kDefault)));
   Applier applier(queue, book);
   ApplierWork applierWork(applier);
   gate.emplace(plugin, store.inputs, scheduler, book, applier);

@@ -16,15 +16,26 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 namespace bench {
 
 namespace {
 
-constexpr int kStartMilliseconds = 10'000;
+constexpr int kStartMilliseconds = 60'000;
+constexpr int kStartTries = 5;
 constexpr int kAnswerMilliseconds = 60'000;
 
-/// A UDP port of the loopback address that is free now.
+std::string temporaryDirectory() {
+  std::string path = (std::filesystem::temp_directory_path() / "conmon-bench-XXXXXX").string();
+  if (::mkdtemp(path.data()) == nullptr) {
+    throw std::runtime_error("no temporary directory");
+  }
+  return path;
+}
+
+}  // namespace
+
 std::uint16_t freePort() {
   const int probe = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   sockaddr_in at{};
@@ -40,18 +51,20 @@ std::uint16_t freePort() {
   return ntohs(at.sin_port);
 }
 
-std::string temporaryDirectory() {
-  std::string path = (std::filesystem::temp_directory_path() / "conmon-bench-XXXXXX").string();
-  if (::mkdtemp(path.data()) == nullptr) {
-    throw std::runtime_error("no temporary directory");
+AgentProcess::AgentProcess(const std::string& program)
+    : directory_(temporaryDirectory()), feedPath_(directory_ + "/feed") {
+  // Somebody else may take a port that was free a moment ago.
+  for (int tries = 0; tries < kStartTries; ++tries) {
+    port_ = freePort();
+    spawn(program);
+    if (connectFeed()) {
+      return;
+    }
   }
-  return path;
+  throw std::runtime_error("the agent does not take a feed");
 }
 
-}  // namespace
-
-AgentProcess::AgentProcess(const std::string& program)
-    : directory_(temporaryDirectory()), feedPath_(directory_ + "/feed"), port_(freePort()) {
+void AgentProcess::spawn(const std::string& program) {
   std::vector<std::string> words = {program, "--listen", "udp:127.0.0.1:" + std::to_string(port_),
                                     "--feed", feedPath_};
   std::vector<char*> arguments;
@@ -62,33 +75,46 @@ AgentProcess::AgentProcess(const std::string& program)
   if (::posix_spawn(&pid_, program.c_str(), nullptr, nullptr, arguments.data(), environ) != 0) {
     throw std::runtime_error("cannot start " + program);
   }
-  connectFeed();
 }
 
 AgentProcess::~AgentProcess() {
   if (feed_ >= 0) {
     ::close(feed_);
   }
-  ::kill(pid_, SIGTERM);
-  ::waitpid(pid_, nullptr, 0);
+  if (pid_ != 0) {
+    end();
+  }
   std::error_code ignored;
   std::filesystem::remove_all(directory_, ignored);
 }
 
-void AgentProcess::connectFeed() {
+int AgentProcess::end() {
+  constexpr int kSignalled = 128;
+  int status = 0;
+  ::kill(pid_, SIGTERM);
+  ::waitpid(std::exchange(pid_, 0), &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
+}
+
+bool AgentProcess::connectFeed() {
   sockaddr_un to{};
   to.sun_family = AF_UNIX;
   feedPath_.copy(to.sun_path, sizeof to.sun_path - 1);
   for (int waited = 0; waited < kStartMilliseconds; waited += 10) {
     feed_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (::connect(feed_, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0) {
-      return;
+      return true;
     }
     ::close(feed_);
     feed_ = -1;
+    if (::waitpid(pid_, nullptr, WNOHANG) == pid_) {
+      pid_ = 0;
+      return false;
+    }
     ::usleep(10'000);
   }
-  throw std::runtime_error("the agent does not take a feed");
+  end();
+  throw std::runtime_error("the agent does not come up");
 }
 
 void AgentProcess::feed(const std::vector<std::string>& lines) {

@@ -8,6 +8,9 @@
 
 namespace bench {
 
+/// A UDP port of the loopback address that is free now.
+[[nodiscard]] std::uint16_t freePort();
+
 /// A conmon-snmpd of our own on a free loopback port, with a feed. Ended, by pid, with the object.
 /// Throws std::runtime_error where the agent does not come up or refuses a line.
 class AgentProcess {
@@ -17,6 +20,8 @@ class AgentProcess {
   AgentProcess(const AgentProcess&) = delete;
   AgentProcess& operator=(const AgentProcess&) = delete;
   ~AgentProcess();
+  /// Ends it as its user does. Returns its exit status, or 128 and the number of a signal.
+  int end();
 
   [[nodiscard]] std::uint16_t port() const { return port_; }
   /// Sends feed lines and waits until all of them are answered with ok.
@@ -28,12 +33,14 @@ class AgentProcess {
   [[nodiscard]] std::size_t anonymousBytes() const;
 
  private:
-  void connectFeed();
+  void spawn(const std::string& program);
+  /// False when the process has ended instead.
+  bool connectFeed();
 
   std::string directory_;
   std::string feedPath_;
-  std::uint16_t port_;
-  pid_t pid_;
+  std::uint16_t port_ = 0;
+  pid_t pid_ = 0;  ///< 0 when it has ended.
   int feed_ = -1;
 };
 

@@ -22,7 +22,8 @@ constexpr std::size_t kLargestDatagram = 65536;
 
 }  // namespace
 
-SnmpLoadClient::SnmpLoadClient(std::uint16_t port, std::string community)
+SnmpLoadClient::SnmpLoadClient(std::uint16_t port, std::string community,
+                               std::chrono::seconds patience)
     : community_(std::move(community)),
       socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
       in_(kLargestDatagram) {
@@ -33,9 +34,9 @@ SnmpLoadClient::SnmpLoadClient(std::uint16_t port, std::string community)
   to.sin_family = AF_INET;
   to.sin_port = htons(port);
   to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  const timeval patience{.tv_sec = 1, .tv_usec = 0};
+  const timeval longest{.tv_sec = patience.count(), .tv_usec = 0};
   if (::connect(socket_, reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0 ||
-      ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) != 0) {
+      ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest) != 0) {
     fail("connect");
   }
 }
@@ -56,7 +57,10 @@ void SnmpLoadClient::send(const std::string& packet) {
 }
 
 std::string_view SnmpLoadClient::receive() {
-  const ssize_t size = ::recv(socket_, in_.data(), in_.size(), 0);
+  ssize_t size = 0;
+  do {  // A process that was stopped for a while finds its wait interrupted: signal(7).
+    size = ::recv(socket_, in_.data(), in_.size(), 0);
+  } while (size < 0 && errno == EINTR);
   if (size < 0) {
     fail("no answer");
   }

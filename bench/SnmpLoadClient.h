@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -11,10 +12,11 @@ namespace bench {
 
 /// Sends requests to an agent on 127.0.0.1 and takes the answers, with raw datagrams, so that the
 /// agent and not the client is what a measurement measures. Throws std::runtime_error for a socket
-/// error, an answer that does not fit, or none within a second.
+/// error, an answer that does not fit, or none within the patience.
 class SnmpLoadClient {
  public:
-  SnmpLoadClient(std::uint16_t port, std::string community);
+  SnmpLoadClient(std::uint16_t port, std::string community,
+                 std::chrono::seconds patience = std::chrono::seconds(1));
   SnmpLoadClient(const SnmpLoadClient&) = delete;
   SnmpLoadClient& operator=(const SnmpLoadClient&) = delete;
   ~SnmpLoadClient();

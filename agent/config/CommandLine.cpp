@@ -6,6 +6,7 @@
 
 #include "agent/Version.h"
 #include "agent/config/ConfigFile.h"
+#include "agent/feed/ContextLimit.h"
 
 namespace Agent {
 
@@ -47,6 +48,7 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
   std::string trace;
   std::string interfaces;
   long budget = 0;
+  long maxContexts = 0;
   const auto path = [&](const char* name, std::optional<std::string>& to, const char* text) {
     app.add_option(name, to, text)->type_name("PATH")->check(validator(checkNotEmpty));
   };
@@ -91,6 +93,13 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
                      "(default 2)")
           ->type_name("MS")
           ->check(CLI::Range(1, kMaxSliceBudget));
+  auto* maxContextsOption =
+      app.add_option("--max-contexts", maxContexts,
+                     fmt::format("Most VRFs, besides the default one, that may be named while the "
+                                 "agent runs (default {})",
+                                 ContextLimit::kDefault))
+          ->type_name("N")
+          ->check(CLI::Range(1L, kMaxMaxContexts));
   auto* interfacesOption =
       app.add_option("--interfaces", interfaces,
                      "Take interface indexes from the kernel and the feed (kernel, the default) or "
@@ -120,6 +129,9 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
   }
   if (*budgetOption) {
     settings.sliceBudget = std::chrono::milliseconds(budget);
+  }
+  if (*maxContextsOption) {
+    settings.maxContexts = static_cast<std::size_t>(maxContexts);
   }
   if (*interfacesOption) {
     settings.interfaces = interfacesOf(interfaces);

@@ -73,7 +73,9 @@ class Reader {
     } else if (key == "community") {
       settings_.community = checked(value, key, checkCommunity);
     } else if (key == "slice-budget") {
-      settings_.sliceBudget = budgetOf(value, key);
+      settings_.sliceBudget = std::chrono::milliseconds(numberOf(value, key, checkSliceBudget));
+    } else if (key == "max-contexts") {
+      settings_.maxContexts = static_cast<std::size_t>(numberOf(value, key, checkMaxContexts));
     } else if (key == "interfaces") {
       settings_.interfaces = interfacesOf(checked(value, key, checkInterfaces));
     } else if (key == "vrfs") {
@@ -171,17 +173,19 @@ class Reader {
     }
     return text == "true";
   }
-  std::chrono::milliseconds budgetOf(const YAML::Node& value, const std::string& key) const {
+  /// A text that is no number is refused like one that is out of range, as which 0 always is.
+  long numberOf(const YAML::Node& value, const std::string& key,
+                std::optional<Expected> (*check)(long)) const {
     const std::string text = stringOf(value, key);
-    long milliseconds = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), milliseconds);
+    long number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size()) {
-      milliseconds = 0;
+      number = 0;
     }
-    if (const auto expected = checkSliceBudget(milliseconds)) {
+    if (const auto expected = check(number)) {
       fail(value, key, expected->what);
     }
-    return std::chrono::milliseconds(milliseconds);
+    return number;
   }
   template <class Type>
   Type accept(const YAML::Node& at, const std::string& key,

@@ -63,6 +63,7 @@ Settings overlaid(Settings above, Settings below) {
   fill(above.snmpConf, below.snmpConf);
   fill(above.community, below.community);
   fill(above.sliceBudget, below.sliceBudget);
+  fill(above.maxContexts, below.maxContexts);
   fill(above.interfaces, below.interfaces);
   fill(above.netnsVrfs, below.netnsVrfs);
   fill(above.verbose, below.verbose);
@@ -100,6 +101,13 @@ std::optional<Expected> checkSliceBudget(long milliseconds) {
   return Expected{fmt::format("expected 1 to {} milliseconds", kMaxSliceBudget)};
 }
 
+std::optional<Expected> checkMaxContexts(long count) {
+  if (count >= 1 && count <= kMaxMaxContexts) {
+    return std::nullopt;
+  }
+  return Expected{fmt::format("expected 1 to {}", kMaxMaxContexts)};
+}
+
 std::optional<Expected> checkInterfaces(std::string_view text) {
   if (text == kKernelInterfaces || text == kFeedInterfaces) {
     return std::nullopt;
@@ -112,7 +120,7 @@ Interfaces interfacesOf(std::string_view text) {
 }
 
 std::optional<Expected> checkNetnsVrf(std::string_view text) {
-  if (!text.empty() && text.size() <= kMaxVrfBytes && text != "default") {
+  if (!text.empty() && text.size() <= kMaxVrfBytes && text != kDefaultVrf) {
     return std::nullopt;
   }
   return Expected{

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -27,6 +28,7 @@ struct Settings {
   std::optional<std::string> snmpConf;
   std::optional<std::string> community;
   std::optional<std::chrono::milliseconds> sliceBudget;
+  std::optional<std::size_t> maxContexts;  ///< VRFs other than the default one, ever.
   std::optional<Interfaces> interfaces;
   std::optional<bool> verbose;  ///< Log what goes well, too.
   std::optional<std::map<std::string, std::string>>
@@ -36,6 +38,7 @@ struct Settings {
 inline constexpr std::string_view kDefaultListen = "udp:127.0.0.1:1161";
 inline constexpr std::string_view kDefaultCommunity = "public";
 inline constexpr int kMaxSliceBudget = 1000;  ///< Milliseconds.
+inline constexpr long kMaxMaxContexts = 1'000'000;
 
 /// What `above` says, and what `below` says where it says nothing. An agent is either a subagent or
 /// has addresses of its own, so either in `above` hides both in `below`.
@@ -45,6 +48,7 @@ inline constexpr int kMaxSliceBudget = 1000;  ///< Milliseconds.
 [[nodiscard]] std::optional<Expected> checkListenAddress(std::string_view text);
 [[nodiscard]] std::optional<Expected> checkCommunity(std::string_view text);
 [[nodiscard]] std::optional<Expected> checkSliceBudget(long milliseconds);
+[[nodiscard]] std::optional<Expected> checkMaxContexts(long count);
 [[nodiscard]] std::optional<Expected> checkInterfaces(std::string_view text);
 /// Precondition: checkInterfaces() finds nothing.
 [[nodiscard]] Interfaces interfacesOf(std::string_view text);

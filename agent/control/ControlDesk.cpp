@@ -195,6 +195,8 @@ std::string ControlDesk::show(const ShowStats& /*stats*/, Ubo::YieldPolicy& /*yi
                    {"refused", sources_.clients.lines().refused}};
   json["changes"] = {{"accepted", sources_.queue.accepted()},
                      {"waiting", sources_.queue.waiting()}};
+  const ContextLimit& contexts = sources_.queue.contexts();
+  json["contexts"] = {{"used", contexts.used()}, {"limit", contexts.limit()}};
   for (std::size_t kind = 0; kind < kTables.size(); ++kind) {
     const RecordBook::Events& events = book.events()[kind];
     const TableNames& table = kTables[kind];

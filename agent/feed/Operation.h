@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 #include <variant>
 
 #include "Lintu/IpGenAddr.h"
@@ -10,6 +11,9 @@
 #include "agent/control/Inspection.h"
 
 namespace Agent {
+
+/// The VRF of records that name none.
+inline constexpr std::string_view kDefaultVrf = "default";
 
 /// What one feed line asks for. The parser has checked every bound, so a value of these types is
 /// always fit to be applied: strings are non-empty where they must be, free of NUL and valid UTF-8,
@@ -35,7 +39,7 @@ using Target = std::variant<IcmpTarget, HttpTarget, TcpTarget>;
 
 struct HostVrf {
   Pomel::String host;
-  Pomel::String vrf;  ///< Never empty: the feed's absent or empty VRF is "default".
+  Pomel::String vrf;  ///< Never empty: the feed's absent or empty VRF is kDefaultVrf.
   friend bool operator==(const HostVrf&, const HostVrf&) = default;
 };
 

@@ -3,8 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <utility>
 #include <variant>
 
+#include "agent/feed/ContextLimit.h"
 #include "agent/feed/Operation.h"
 
 namespace Agent {
@@ -24,10 +26,15 @@ class OperationQueue {
     Change change;
   };
 
-  explicit OperationQueue(std::size_t capacity) : capacity_(capacity) {}
+  explicit OperationQueue(std::size_t capacity, ContextLimit contexts = ContextLimit())
+      : capacity_(capacity), contexts_(std::move(contexts)) {}
 
   /// Sessions stop taking lines while this holds; that is what bounds the queue.
   [[nodiscard]] bool full() const noexcept { return waiting_.size() >= capacity_; }
+  /// Whom sessions ask before they push a put.
+  [[nodiscard]] ContextLimit& contexts() noexcept { return contexts_; }
+  [[nodiscard]] const ContextLimit& contexts() const noexcept { return contexts_; }
+
   /// Never refuses: the agent's own entries, of which there is at most one a client, must not be
   /// lost to a full queue.
   void push(Entry entry) {
@@ -53,6 +60,7 @@ class OperationQueue {
 
  private:
   std::size_t capacity_;
+  ContextLimit contexts_;
   std::deque<Entry> waiting_;
   std::uint64_t accepted_ = 0;
   std::uint64_t applied_ = 0;

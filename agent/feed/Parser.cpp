@@ -34,7 +34,7 @@ Lintu::IpGenAddr takeAddress(FieldTaker& fields) {
 
 Pomel::String takeVrf(FieldTaker& fields) {
   const auto vrf = fields.optionalString("vrf", 0, kMaxVrfBytes);
-  return vrf && !vrf->empty() ? Pomel::String(*vrf) : Pomel::String("default");
+  return vrf && !vrf->empty() ? Pomel::String(*vrf) : Pomel::String(kDefaultVrf);
 }
 
 HostVrf takeHostVrf(FieldTaker& fields) {

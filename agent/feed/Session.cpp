@@ -108,10 +108,21 @@ void Session::apply(Operation operation) {
                         [this](Sync&) { syncAt_ = queue_.accepted(); },
                         [](Inspection&) { /* Handled before. */ },
                         [this](auto& change) {
-                          queue_.push({client_.client(), std::move(change)});
-                          answerOk();
+                          if (admit(change)) {
+                            queue_.push({client_.client(), std::move(change)});
+                            answerOk();
+                          }
                         }},
              operation);
+}
+
+bool Session::admit(const Put& put) {
+  ContextLimit& contexts = queue_.contexts();
+  if (contexts.admit(put.key.at.vrf)) {
+    return true;
+  }
+  answerRefusal(contexts.refusal(put.key.at.vrf));
+  return false;
 }
 
 void Session::inspect(const Inspection& inspection, Ubo::YieldPolicy& yield) {

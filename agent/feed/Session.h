@@ -59,6 +59,12 @@ class Session {
   [[nodiscard]] std::optional<std::string_view> nextLine();
   void handle(std::string_view line, Ubo::YieldPolicy& yield);
   void apply(Operation operation);
+  /// Whether the change may be queued; what may not is answered.
+  [[nodiscard]] bool admit(const Put& put);
+  template <class Other>
+  [[nodiscard]] bool admit(const Other& /*change*/) {
+    return true;
+  }
   void inspect(const Inspection& inspection, Ubo::YieldPolicy& yield);
   void answerOk();
   void answerRefusal(std::string_view error);

@@ -208,5 +208,48 @@ class Communities(AgentCase):
         self.assert_serves(agent, "late", access=v3("late"))
 
 
+class Limit(AgentCase):
+    """How many VRFs a process will take in its life."""
+
+    def put(self, connection, vrf):
+        return connection.ask(op="put", host="h", vrf=vrf, probe="http", url="u")
+
+    def assert_refused_for(self, answer, vrf, limit, line):
+        self.assertEqual(answer, {"ok": False, "line": line, "error": (
+            f'vrf: "{vrf}" would be one more than the {limit} VRFs that may be named while the agent '
+            "runs (max-contexts)")})
+
+    def test_a_vrf_beyond_it_is_refused_with_the_limit_and_the_setting(self):
+        config = self.scratch.file("agent.yaml", "max-contexts: 2\n")
+        agent = self.start("--config", config)
+        client = agent.client()
+        client.put("h", "http", vrf="blue", url="u")
+        client.put("h", "http", vrf="red", url="u")
+        client.put("h", "http", url="u")
+        self.assert_refused_for(self.put(client.connection, "green"), "green", 2, 5)
+        # The names stay known to net-snmp, so the place of one that is empty is not free.
+        client.remove("h", "http", vrf="blue", url="u")
+        client.sync()
+        self.assert_refused_for(self.put(client.connection, "green"), "green", 2, 8)
+        client.put("again", "http", vrf="blue", url="u")
+        client.sync()
+        for vrf, community in (("default", "public"), ("blue", "public@blue"), ("red", "public@red")):
+            self.assert_serves(agent, vrf, access=tools.v2c(community))
+        stats = client.connection.ask(op="stats")
+        self.assertEqual(stats["contexts"], {"used": 2, "limit": 2})
+        self.assertEqual(stats["lines"]["refused"], 2)
+
+    def test_it_is_256_unless_told_and_the_agent_goes_on_when_it_is_reached(self):
+        agent = self.start()
+        client = agent.client()
+        for at in range(256):
+            client.put("h", "http", vrf=f"vrf{at}", url="u")
+        self.assert_refused_for(self.put(client.connection, "vrf256"), "vrf256", 256, 258)
+        client.put("h", "http", url="u")
+        client.sync()
+        self.assert_serves(agent)
+        self.assert_serves(agent, "vrf255", access=tools.v2c("public@vrf255"))
+
+
 if __name__ == "__main__":
     unittest.main()

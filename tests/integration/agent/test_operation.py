@@ -10,7 +10,7 @@ from support.case import AgentCase
 from support.waiting import until
 
 SETTINGS = ("feed", "feed-file", "listen", "agentx", "snmp-conf", "community", "trace", "trace-file",
-            "plugin", "slice-budget", "interfaces", "verbose")
+            "plugin", "slice-budget", "max-contexts", "interfaces", "verbose")
 NOWHERE = "/nonexistent/file"
 
 

@@ -60,6 +60,8 @@ TEST(CommandLine, EveryOptionIsTaken) {
                                    "c",
                                    "--slice-budget",
                                    "7",
+                                   "--max-contexts",
+                                   "9",
                                    "--interfaces",
                                    "feed",
                                    "--verbose",
@@ -76,6 +78,7 @@ TEST(CommandLine, EveryOptionIsTaken) {
   EXPECT_EQ(line.settings.snmpConf, "s");
   EXPECT_EQ(line.settings.community, "c");
   EXPECT_EQ(line.settings.sliceBudget, std::chrono::milliseconds(7));
+  EXPECT_EQ(line.settings.maxContexts, 9U);
   EXPECT_EQ(line.settings.interfaces, Interfaces::kFeedOnly);
   EXPECT_EQ(line.settings.verbose, true);
   EXPECT_EQ(line.config, "y");
@@ -94,7 +97,7 @@ TEST(CommandLine, HelpAndVersionArePrinted) {
   for (const char* option :
        {"--feed", "--feed-file", "--listen", "--agentx", "--trace", "--trace-file", "--config",
         "--check-config", "--plugin", "--snmp-conf", "--community", "--slice-budget",
-        "--interfaces", "--verbose"}) {
+        "--max-contexts", "--interfaces", "--verbose"}) {
     EXPECT_NE(printed("--help").find(option), std::string::npos) << option;
   }
 }
@@ -110,6 +113,7 @@ TEST(CommandLine, FaultsNameTheOption) {
   EXPECT_EQ(errorOf({"--trace", "Nobody=1"}).substr(0, 30), "--trace: \"Nobody\" is no unit; ");
   EXPECT_NE(errorOf({"--slice-budget", "0"}).find("--slice-budget"), std::string::npos);
   EXPECT_NE(errorOf({"--slice-budget", "x"}).find("--slice-budget"), std::string::npos);
+  EXPECT_NE(errorOf({"--max-contexts", "0"}).find("--max-contexts"), std::string::npos);
   EXPECT_EQ(errorOf({"--community", "a b"}),
             "--community: expected 1 to 64 printable ASCII characters without blanks");
   EXPECT_EQ(errorOf({"--feed", ""}), "--feed: expected a path");

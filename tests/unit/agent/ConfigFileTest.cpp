@@ -28,6 +28,7 @@ TEST(ConfigFile, EverySettingIsRead) {
       "snmp-conf: snmpd.conf\n"
       "community: secret\n"
       "slice-budget: 5\n"
+      "max-contexts: 9\n"
       "interfaces: feed\n"
       "verbose: true\n"
       "vrfs: {blue: {netns: b}, red: {netns: r}}\n",
@@ -42,6 +43,7 @@ TEST(ConfigFile, EverySettingIsRead) {
   EXPECT_EQ(settings.snmpConf, "/etc/conmon/snmpd.conf");
   EXPECT_EQ(settings.community, "secret");
   EXPECT_EQ(settings.sliceBudget, std::chrono::milliseconds(5));
+  EXPECT_EQ(settings.maxContexts, 9U);
   EXPECT_EQ(settings.interfaces, Interfaces::kFeedOnly);
   EXPECT_EQ(settings.verbose, true);
   EXPECT_EQ(settings.netnsVrfs, (std::map<std::string, std::string>{{"blue", "b"}, {"red", "r"}}));
@@ -92,6 +94,8 @@ TEST(ConfigFile, EachFaultNamesFileLineAndKey) {
             "agent.yaml:1: slice-budget: expected 1 to 1000 milliseconds");
   EXPECT_EQ(errorOf("slice-budget: 2ms\n"),
             "agent.yaml:1: slice-budget: expected 1 to 1000 milliseconds");
+  EXPECT_EQ(errorOf("max-contexts: 0\n"), "agent.yaml:1: max-contexts: expected 1 to 1000000");
+  EXPECT_EQ(errorOf("max-contexts: many\n"), "agent.yaml:1: max-contexts: expected 1 to 1000000");
   EXPECT_EQ(errorOf("trace:\n  velmorConMonMIB: 10\n"),
             "agent.yaml:2: trace: \"10\" is no level of velmorConMonMIB; levels are 0 to 9");
   EXPECT_EQ(errorOf("trace: velmorConMonMIB\n"),
