@@ -6,6 +6,7 @@ usage: prober_bench.py AGENT PROBER WEB_SERVER
 
 import contextlib
 import json
+import os
 import pathlib
 import socket
 import subprocess
@@ -75,9 +76,9 @@ class Bench:
                             - sum(probe[what] for probe in before["probes"])
                             for what in ("rounds", "failures"))
         overloaded = after["schedule"]["overloaded"] - before["schedule"]["overloaded"]
-        lost = sum(probe.get("packetLoss", 0) > 0 for probe in after["probes"])
+        lost = after["icmp"]["requests lost"] - before["icmp"]["requests lost"]
         print(f"{kind}: {targets} targets a second, {rounds} rounds in {wall:.1f} s, {used:.2f} s of CPU;"
-              f" {failures} failed, {overloaded} overloaded, {lost} with loss in the last round")
+              f" {failures} failed, {overloaded} overloaded, {lost} lost")
         return used, wall, rounds, failures + overloaded + lost
 
     def judge(self, what, value, at_most):
@@ -94,14 +95,18 @@ class Bench:
             "http", 1000, lambda n: f"http: {{url: 'http://127.0.0.1:{self.port}/{n}'}}")
         self.judge("CPU an HTTP probe, ms", used / rounds * 1e3, 0.2)
         self.judge("HTTP rounds that were no success", bad, 0)
-        used, wall, _, bad = self.measure(
-            "icmp", 10_000, lambda n: f"address: 127.1.{n // 250}.{n % 250 + 1}, icmp: {{}}")
-        self.judge("cores taken by 10,000 ICMP targets", used / wall, 0.5)
-        self.judge("ICMP rounds that were no success", bad, 0)
+        for burst in (1, 5):
+            used, wall, _, bad = self.measure(
+                f"icmp, requests a round: {burst}", 10_000,
+                lambda n: f"address: 127.1.{n // 250}.{n % 250 + 1}, icmp: {{burst: {burst}}}")
+            self.judge(f"cores, 10,000 ICMP targets, requests a round: {burst}", used / wall, 0.5)
+            self.judge("ICMP rounds that were no success, requests lost", bad, 0)
 
 
 def main():
     agent, prober, web = sys.argv[1:]
+    with contextlib.suppress(PermissionError):  # before whatever else the machine does
+        os.setpriority(os.PRIO_PROCESS, 0, -15)
     port = free_port(socket.SOCK_STREAM)
     with tempfile.TemporaryDirectory(prefix="conmon-bench-") as folder:
         folder = pathlib.Path(folder)

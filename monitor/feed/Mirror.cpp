@@ -32,7 +32,7 @@ void Mirror::remove(const std::string& key, Owner owner) {
 void Mirror::enqueue(Entries::value_type& entry) {
   if (!entry.second.queued) {
     entry.second.queued = true;
-    queue_.push_back(entry.first);
+    queue_.push_back(&entry);
     if (onChange_) {
       onChange_();
     }
@@ -40,20 +40,14 @@ void Mirror::enqueue(Entries::value_type& entry) {
 }
 
 std::optional<Mirror::Step> Mirror::next() {
-  while (!queue_.empty()) {
-    std::string key = std::move(queue_.front());
-    queue_.pop_front();
-    const auto found = entries_.find(key);
-    if (found == entries_.end()) {
-      continue;
-    }
-    Entry& entry = found->second;
-    entry.queued = false;
-    ++entry.underWay;
-    std::string line = entry.values ? putLine(key, *entry.values) : removeLine(key);
-    return Step{std::move(line), std::move(key)};
+  if (queue_.empty()) {
+    return std::nullopt;
   }
-  return std::nullopt;
+  auto& [key, entry] = *queue_.front();
+  queue_.pop_front();
+  entry.queued = false;
+  ++entry.underWay;
+  return Step{entry.values ? putLine(key, *entry.values) : removeLine(key), key};
 }
 
 void Mirror::answered(const std::string& key) {
@@ -84,6 +78,10 @@ void Mirror::sayAll() {
 }
 
 void Mirror::allRemoved() {
+  queue_.clear();
+  for (auto& [key, entry] : entries_) {
+    entry.queued = false;
+  }
   std::erase_if(entries_, [](const auto& entry) {
     return !entry.second.values && entry.second.underWay == 0;
   });

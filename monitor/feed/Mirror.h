@@ -66,7 +66,7 @@ class Mirror {
 
   std::function<void()> onChange_;
   Entries entries_;
-  std::deque<std::string> queue_;
+  std::deque<Entries::value_type*> queue_;  ///< Those with `queued`.
   std::size_t wanted_ = 0;
 };
 

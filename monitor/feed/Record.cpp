@@ -20,13 +20,17 @@ std::string measured(double milliseconds) {
   return fmt::format("{}", static_cast<float>(std::max(milliseconds, kLeastMs)));
 }
 
-/// The text as a record can hold it, whatever a server or a library put into it.
-std::string plain(std::string text) {
+/// A JSON string of the text as a record can hold it, whatever a server or a library put into it.
+std::string quotedPlain(std::string_view text) {
   constexpr std::size_t kMostBytes = 255;
-  text.resize(std::min(text.size(), kMostBytes));
-  std::ranges::replace_if(
-      text, [](char c) { return c < ' ' || c > '~'; }, '?');
-  return text;
+  std::string json = "\"";
+  for (const char c : text.substr(0, kMostBytes)) {
+    if (c == '"' || c == '\\') {
+      json += '\\';
+    }
+    json += c < ' ' || c > '~' ? '?' : c;
+  }
+  return json += '"';
 }
 
 std::string times(const Result& result) {
@@ -86,7 +90,7 @@ std::optional<std::string> recordValues(const ProbeConfig& probe, const Result& 
   if (result.error != 0 && std::holds_alternative<TcpParameters>(probe.parameters)) {
     values += fmt::format(R"(,"errorCode":{})", result.error);
   }
-  return values + fmt::format(R"(,"result":{})", quoted(plain(result.text)));
+  return values.append(R"(,"result":)").append(quotedPlain(result.text));
 }
 
 std::string helloLine(const std::string& client, std::chrono::nanoseconds hold) {

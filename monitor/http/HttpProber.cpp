@@ -99,6 +99,8 @@ class HttpProbe final : public Probe, private CurlMulti::Receiver {
     // The name was resolved by us, in the VRF: libcurl connects to the address, and still asks the
     // server for the URL's host, and verifies that name.
     set(CURLOPT_CONNECT_TO, connectTo_.get());
+    // libcurl looks through all that its cache holds after each transfer.
+    set(CURLOPT_DNS_CACHE_TIMEOUT, 0L);
     set(CURLOPT_OPENSOCKETFUNCTION, &openBound);
     set(CURLOPT_OPENSOCKETDATA, this);
     set(CURLOPT_PROXY, "");

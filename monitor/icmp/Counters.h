@@ -8,6 +8,7 @@ namespace Monitor::Icmp {
 struct Counters {
   std::uint64_t sent = 0;
   std::uint64_t answered = 0;    ///< In time for their round; with them the reordered ones.
+  std::uint64_t lost = 0;        ///< Not answered in time, in rounds that had a verdict.
   std::uint64_t reordered = 0;   ///< Answered after a later request of the round was.
   std::uint64_t late = 0;        ///< Came when their request had been given up.
   std::uint64_t duplicate = 0;   ///< Came for a request that had been answered before.

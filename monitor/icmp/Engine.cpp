@@ -173,6 +173,9 @@ RoundResult Engine::resultOf(Slot& slot, RoundResult::Verdict verdict) {
       result.text = "replies may have been dropped by the full socket";
     }
   }
+  if (result.verdict == Verdict::kMeasured) {
+    counters_.lost += result.summary.sent - result.summary.answered;
+  }
   counters_.overloaded += result.verdict == Verdict::kOverloaded ? 1 : 0;
   counters_.failed += result.verdict == Verdict::kFailed ? 1 : 0;
   return result;

@@ -105,6 +105,7 @@ std::vector<Counter> IcmpProber::counters() const {
   const Icmp::Counters counters = machine_->engine.counters();
   return {{"requests sent", counters.sent},
           {"requests answered", counters.answered},
+          {"requests lost", counters.lost},
           {"reordered replies", counters.reordered},
           {"late replies", counters.late},
           {"duplicate replies", counters.duplicate},

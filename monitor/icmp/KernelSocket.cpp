@@ -93,6 +93,11 @@ bool KernelSocket::setUp(bool raw, std::uint16_t identifier) {
   if (!errors) {
     return false;
   }
+  if (!v6) {
+    // What may not be fragmented needs no identification, whose choice costs the kernel a tenth of
+    // a packet's time.
+    setOption(fd, SOL_IP, IP_MTU_DISCOVER, IP_PMTUDISC_DO);
+  }
   stampTransmissions(false);
   if (raw) {
     identifier_ = identifier;
@@ -177,12 +182,14 @@ Sent::Stop KernelSocket::classify(int error) const {
 }
 
 Sent KernelSocket::send(std::span<const Outgoing> batch) {
-  std::array<iovec, kMostAtOnce> vectors{};
-  std::array<mmsghdr, kMostAtOnce> messages{};
+  // Not initialised as a whole: mostly few are used.
+  std::array<iovec, kMostAtOnce> vectors;
+  std::array<mmsghdr, kMostAtOnce> messages;
   const std::size_t size = batch.size();
   for (std::size_t i = 0; i < size; ++i) {
     // sendmmsg() reads only, but its structures serve receiving as well.
     vectors[i] = {const_cast<std::uint8_t*>(batch[i].bytes.data()), batch[i].bytes.size()};
+    messages[i] = {};
     messages[i].msg_hdr.msg_name = const_cast<sockaddr_storage*>(&batch[i].to->storage);
     messages[i].msg_hdr.msg_namelen = batch[i].to->length;
     messages[i].msg_hdr.msg_iov = &vectors[i];

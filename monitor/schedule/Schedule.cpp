@@ -3,16 +3,27 @@
 namespace Monitor {
 
 Schedule::Place::Place(Schedule& schedule, std::string_view identity,
-                       std::chrono::nanoseconds interval, std::function<void()> startRound)
+                       std::chrono::nanoseconds interval, std::function<void()> startRound,
+                       std::chrono::nanoseconds slack)
     : schedule_(schedule),
       grid_(identity, interval),
       startRound_(std::move(startRound)),
-      due_(grid_.first(schedule.now_())),
+      slack_(slack),
       number_(schedule.places_++) {
+  dueIs(grid_.first(schedule.now_()));
   schedule_.enqueue(*this);
 }
 
 Schedule::Place::~Place() { schedule_.queue_.erase(this); }
+
+void Schedule::Place::dueIs(TimePoint due) noexcept {
+  due_ = begin_ = due;
+  if (slack_ > slack_.zero()) {
+    // Places of equal slack meet at its multiples.
+    const auto over = due.time_since_epoch() % slack_;
+    begin_ += over == over.zero() ? over : slack_ - over;
+  }
+}
 
 void Schedule::Place::finished() {
   running_ = false;
@@ -31,10 +42,10 @@ void Schedule::wakeUp() {
   if (queue_.empty()) {
     return;
   }
-  const TimePoint due = (*queue_.begin())->due_;
-  if (wakingAt_ != due) {
-    wakingAt_ = due;
-    wakeAt_(due);
+  const TimePoint begin = (*queue_.begin())->begin_;
+  if (wakingAt_ != begin) {
+    wakingAt_ = begin;
+    wakeAt_(begin);
   }
 }
 
@@ -43,7 +54,7 @@ void Schedule::run() {
   const TimePoint now = now_();
   for (unsigned i = 0; i < kMostAtOnce && !queue_.empty(); ++i) {
     Place& place = **queue_.begin();
-    if (place.due_ > now) {
+    if (place.begin_ > now) {
       break;
     }
     auto node = queue_.extract(queue_.begin());
@@ -57,7 +68,7 @@ void Schedule::run() {
       overloaded_ += static_cast<std::uint64_t>(missed);
       next += missed * place.grid_.interval();
     }
-    place.due_ = next;
+    place.dueIs(next);
     place.running_ = true;
     queue_.insert(std::move(node));
     ++started_;

@@ -13,8 +13,10 @@ namespace Monitor {
 /// Decides when each probe's rounds begin.
 ///
 ///  1. Rounds begin on the probe's grid (see Grid), one probe's rounds never overlap.
-///  2. One call of run() starts a limited number of rounds, so that answers are read in between.
-///  3. A round that could not begin within its interval is not made up for: it is left out and
+///  2. A place may have slack: its rounds begin up to so much later, together with others, as each
+///     time that the process wakes up costs more than beginning a round.
+///  3. One call of run() starts a limited number of rounds, so that answers are read in between.
+///  4. A round that could not begin within its interval is not made up for: it is left out and
 ///     counted as overloaded. That is the prober's failure, so no result comes of it.
 class Schedule {
  public:
@@ -25,7 +27,7 @@ class Schedule {
    public:
     /// `startRound` is called from run(); it may destroy places, this one included.
     Place(Schedule& schedule, std::string_view identity, std::chrono::nanoseconds interval,
-          std::function<void()> startRound);
+          std::function<void()> startRound, std::chrono::nanoseconds slack = {});
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
     ~Place();
@@ -35,16 +37,20 @@ class Schedule {
 
    private:
     friend class Schedule;
-    struct DueFirst {
+    struct FirstToBegin {
       bool operator()(const Place* a, const Place* b) const noexcept {
-        return a->due_ != b->due_ ? a->due_ < b->due_ : a->number_ < b->number_;
+        return a->begin_ != b->begin_ ? a->begin_ < b->begin_ : a->number_ < b->number_;
       }
     };
+
+    void dueIs(TimePoint due) noexcept;
 
     Schedule& schedule_;
     Grid grid_;
     std::function<void()> startRound_;
-    TimePoint due_;
+    std::chrono::nanoseconds slack_;
+    TimePoint due_;         ///< On the grid.
+    TimePoint begin_;       ///< When the round that is due may begin: up to slack_ later.
     std::uint64_t number_;  ///< Makes the order of places that are due together a fixed one.
     bool running_ = false;
     bool waiting_ = false;  ///< Due, but running; not in the queue.
@@ -64,7 +70,7 @@ class Schedule {
   [[nodiscard]] std::uint64_t overloaded() const noexcept { return overloaded_; }
 
  private:
-  using Queue = std::set<Place*, Place::DueFirst>;
+  using Queue = std::set<Place*, Place::FirstToBegin>;
 
   /// Rounds that one call of run() starts at most.
   static constexpr unsigned kMostAtOnce = 32;

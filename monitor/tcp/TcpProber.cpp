@@ -14,16 +14,24 @@ namespace Monitor {
 
 namespace {
 
-/// The handshake's round-trip time as the kernel took it, which the loop's own delay is no part of.
-/// Null when it has none: it takes none when a segment was sent twice.
-std::optional<Milliseconds> kernelRoundTrip(int fd) {
+struct Handshake {
+  bool complete = false;
+  /// The kernel's own measurement, which the loop's delay is no part of. Null when it has none: it
+  /// takes none when a segment was sent twice.
+  std::optional<Milliseconds> roundTrip;
+};
+
+Handshake handshakeOf(int fd) {
   tcp_info info{};
   socklen_t length = sizeof info;
-  if (::getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &length) != 0 ||
-      info.tcpi_total_retrans != 0 || info.tcpi_rtt == 0) {
-    return std::nullopt;
+  if (::getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) {
+    return {};
   }
-  return std::chrono::microseconds(info.tcpi_rtt);
+  Handshake handshake{info.tcpi_state == TCP_ESTABLISHED, std::nullopt};
+  if (info.tcpi_total_retrans == 0 && info.tcpi_rtt != 0) {
+    handshake.roundTrip = std::chrono::microseconds(info.tcpi_rtt);
+  }
+  return handshake;
 }
 
 int pendingError(int fd) {
@@ -62,6 +70,11 @@ class TcpProbe final : public Probe {
       finishLater(connectFailure(errno));
       return;
     }
+    // Close by, the answer is often there already: then there is nothing to wait for.
+    if (const Handshake handshake = handshakeOf(socket_.get()); handshake.complete) {
+      finishLater(connected(handshake));
+      return;
+    }
     connecting_.emplace(prober_.loop_.base, socket_.get(), EV_WRITE,
                         [this](short what) { finish(outcome(what)); });
     connecting_->add(timeout_);
@@ -80,19 +93,23 @@ class TcpProbe final : public Probe {
     if ((what & EV_WRITE) == 0 && !writableNow(socket_.get())) {
       return connectFailure(ETIMEDOUT);
     }
-    const Milliseconds elapsed = prober_.loop_.now() - begin_;
     if (const int error = pendingError(socket_.get()); error != 0) {
       return connectFailure(error);
     }
-    const auto roundTrip = kernelRoundTrip(socket_.get());
-    return {Outcome::kAnswered,
-            TcpMeasurement{std::min(elapsed, roundTrip.value_or(elapsed)).count()}, "connected"};
+    return connected(handshakeOf(socket_.get()));
   }
 
-  /// The result of something that failed inside start().
+  [[nodiscard]] Result connected(const Handshake& handshake) const {
+    const Milliseconds elapsed = prober_.loop_.now() - begin_;
+    return {Outcome::kAnswered,
+            TcpMeasurement{std::min(elapsed, handshake.roundTrip.value_or(elapsed)).count()},
+            "connected"};
+  }
+
+  /// With what start() already found out.
   void finishLater(Result result) {
     pending_ = std::move(result);
-    later_.set({});
+    later_.expire();
   }
 
   void finish(const Result& result) {

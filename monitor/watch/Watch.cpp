@@ -11,6 +11,16 @@ namespace Monitor {
 
 namespace {
 
+/// How much later a round may begin to begin with others: no part of what it measures, as the times
+/// of ICMP and TCP are the kernel's. The time of an HTTP exchange is taken by the loop, which is
+/// not to be busy with other rounds just then.
+std::chrono::nanoseconds slackOf(const ProbeConfig& probe) {
+  constexpr std::chrono::nanoseconds kMost = std::chrono::milliseconds(4);
+  return std::holds_alternative<HttpParameters>(probe.parameters)
+             ? std::chrono::nanoseconds::zero()
+             : std::min(kMost, probe.interval / 10);
+}
+
 /// Rounds on end without a measurement after which a record is too old to be shown.
 constexpr unsigned kMostUnmeasured = 3;
 
@@ -35,12 +45,18 @@ void Watch::configIs(ProbeConfig config) {
   probe_.reset();
   name_.reset();
   address_.reset();
+  key_.clear();
   config_ = std::move(config);
   begin();
 }
 
 void Watch::begin() {
-  place_.emplace(context_.schedule, config_.identity(), config_.interval, [this] { startRound(); });
+  place_.emplace(
+      context_.schedule, config_.identity(), config_.interval, [this] { startRound(); },
+      slackOf(config_));
+  if (std::holds_alternative<HttpParameters>(config_.parameters)) {
+    key_ = recordKey(config_, {});  // An address is no part of it.
+  }
   if (const auto literal = IpAddress::parse(config_.destination)) {
     addressIs(*literal);
     return;
@@ -71,6 +87,7 @@ void Watch::addressIs(const IpAddress& address) {
     place_->finished();  // A round under way ends here, without a result.
   }
   address_ = address;
+  key_ = recordKey(config_, address);
   probe_ = context_.probers.of(config_).probe(
       {config_.binding, address, config_.interval, config_.timeout, config_.parameters},
       [this](const Result& result) { roundDone(result); });
@@ -112,16 +129,17 @@ void Watch::publish(const Result& result) {
     return;
   }
   unmeasured_ = 0;
-  if (!address_ && !std::holds_alternative<HttpParameters>(config_.parameters)) {
-    return;  // The address would be part of the record's key, and there is none.
+  if (key_.empty()) {
+    return;  // The address would be part of it, and there is none.
   }
-  std::string key = recordKey(config_, address_.value_or(IpAddress()));
-  if (!context_.mirror.put(key, *std::move(values), this) && key != publishedKey_) {
-    context_.log.warning(fmt::format("{}: shares its record with another probe: {}", title(), key));
+  const bool other = key_ != publishedKey_;
+  if (!context_.mirror.put(key_, *std::move(values), this) && other) {
+    context_.log.warning(
+        fmt::format("{}: shares its record with another probe: {}", title(), key_));
   }
-  if (key != publishedKey_) {
+  if (other) {
     withdraw();
-    publishedKey_ = std::move(key);
+    publishedKey_ = key_;
   }
 }
 

@@ -76,6 +76,7 @@ class Watch {
   WatchContext& context_;
   ProbeConfig config_;
   std::optional<IpAddress> address_;
+  std::string key_;           ///< Of the record; empty as long as it can't be known.
   std::string publishedKey_;  ///< Empty: no record.
   std::optional<Result> last_;
   unsigned unmeasured_ = 0;  ///< Rounds on end.

@@ -22,6 +22,7 @@ TEST_F(EngineTest, ARoundMeasuresMeanJitterAndLoss) {
   EXPECT_DOUBLE_EQ(result.summary.mean.count(), 30);
   EXPECT_DOUBLE_EQ(result.summary.jitter.value().count(), 40.0 / 3);
   EXPECT_DOUBLE_EQ(result.summary.lossPercent, 20);
+  EXPECT_EQ(engine.counters().lost, 1U);
 }
 
 TEST_F(EngineTest, RequestsKeepTheirDistance) {

@@ -33,15 +33,18 @@ class ScheduleTest : public testing::Test {
   }
   /// A probe that notes its starts, and is finished at once unless `busy`.
   std::unique_ptr<Schedule::Place> probe(const std::string& identity,
-                                         std::chrono::nanoseconds interval, bool busy = false) {
+                                         std::chrono::nanoseconds interval, bool busy = false,
+                                         std::chrono::nanoseconds slack = {}) {
     auto place = std::make_unique<Schedule::Place*>(nullptr);
-    auto result = std::make_unique<Schedule::Place>(schedule_, identity, interval,
-                                                    [this, identity, busy, self = place.get()] {
-                                                      starts_.emplace_back(identity, now_);
-                                                      if (!busy) {
-                                                        (*self)->finished();
-                                                      }
-                                                    });
+    auto result = std::make_unique<Schedule::Place>(
+        schedule_, identity, interval,
+        [this, identity, busy, self = place.get()] {
+          starts_.emplace_back(identity, now_);
+          if (!busy) {
+            (*self)->finished();
+          }
+        },
+        slack);
     *place = result.get();
     selves_.push_back(std::move(place));
     return result;
@@ -105,6 +108,30 @@ TEST_F(ScheduleTest, ManyProbesSpreadEvenlyOverTheInterval) {
   }
   // 1,000 expected in each; six standard deviations are 180.
   EXPECT_THAT(perTenth, testing::Each(testing::AllOf(testing::Gt(820), testing::Lt(1180))));
+}
+
+TEST_F(ScheduleTest, PlacesWithSlackBeginTogetherAndNoneEarlyOrLaterThanThat) {
+  constexpr std::chrono::nanoseconds kSlack = 100ms;
+  std::vector<std::unique_ptr<Schedule::Place>> places;
+  for (int i = 0; i < 50; ++i) {
+    places.push_back(probe(std::to_string(i), 1s, false, kSlack));
+  }
+  const auto exact = probe("exact", 1s);
+  runUntil(kBegin + 10s);
+  for (int i = 0; i < 50; ++i) {
+    const auto starts = startsOf(std::to_string(i));
+    ASSERT_GE(starts.size(), 9U);
+    const Grid grid(std::to_string(i), 1s);
+    TimePoint due = grid.first(kBegin);
+    for (const TimePoint start : starts) {
+      EXPECT_EQ(start.time_since_epoch() % kSlack, 0ns);
+      EXPECT_GE(start, due);
+      EXPECT_LT(start, due + kSlack);
+      due = grid.next(due);
+    }
+  }
+  EXPECT_EQ(startsOf("exact").front(), Grid("exact", 1s).first(kBegin));
+  EXPECT_EQ(schedule_.overloaded(), 0U);
 }
 
 TEST_F(ScheduleTest, FirstRoundsOfLongIntervalsComeSoonAndThenTheGridHolds) {
