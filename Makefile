@@ -1,6 +1,6 @@
 # Short names for the scripts, for who has make. Nothing is decided here.
 
-.PHONY: build run test demo bench churn vrf-life package clean
+.PHONY: build run test demo bench churn vrf-life package packet-cost clean
 
 build:
 	@scripts/setup.sh run
@@ -24,6 +24,9 @@ churn vrf-life:
 package:
 	@scripts/setup.sh run
 	@scripts/package.sh release
+
+packet-cost:
+	@scripts/packet-cost.sh
 
 clean:
 	rm -rf build

@@ -19,8 +19,8 @@ namespace ConnectivityMonitorSnmp {
 template <class Table>
 class InputSmScanState : public Qiv::Entity {
  public:
-  static constexpr std::string_view kStreamScan = kText<Table, "@StreamScan">;
-  static constexpr std::string_view kIfMibStreamScan = kText<Table, "ifMib#StreamScan">;
+  static constexpr std::string_view kStreamScan{kText<Table, "@StreamScan">};
+  static constexpr std::string_view kIfMibStreamScan{kText<Table, "ifMib#StreamScan">};
   static constexpr std::string_view kIdle = "idle";
 
   [[nodiscard]] const Qiv::TypeInfo& typeInfo() const override;
@@ -53,10 +53,10 @@ class InputSmScanState : public Qiv::Entity {
 template <class Table>
 class OutputState : public Qiv::Entity {
  public:
-  static constexpr std::string_view kBacklogReady =
-      kText<Table, "intfTo#StatsBacklog#StatsInfoSetOutputReady">;
-  static constexpr std::string_view kMibReady =
-      kText<Table, "connectivityMonitorSnmpConnectivityMonitorMibPtr#TableOutputReady">;
+  static constexpr std::string_view kBacklogReady{
+      kText<Table, "intfTo#StatsBacklog#StatsInfoSetOutputReady">};
+  static constexpr std::string_view kMibReady{
+      kText<Table, "connectivityMonitorSnmpConnectivityMonitorMibPtr#TableOutputReady">};
   static constexpr std::string_view kVrfReady = "vrfRefCountVrfRefCountOutputReady";
   static constexpr std::string_view kReady = "ready";
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "Snmp/CentrumUtil.h"
+#include "agent/LimitedLog.h"
 #include "agent/ServiceManager.h"
 #include "agent/Signals.h"
 #include "agent/TraceOutput.h"
@@ -32,6 +33,8 @@ SnmpSettings snmpSettings(const Settings& settings) {
   }
   snmp.agentx = settings.agentx;
   snmp.conf = settings.snmpConf;
+  snmp.maxRepetitions = settings.maxRepetitions.value_or(kDefaultMaxRepetitions);
+  snmp.maxVarbinds = settings.maxVarbinds.value_or(kDefaultMaxVarbinds);
   return snmp;
 }
 
@@ -55,6 +58,11 @@ struct Store {
 
 void runAgent(const Settings& settings, const Log& log) {
   const auto warn = log.at(Severity::kWarning);
+  // What a peer can cause as often as it likes. Each has its own limit: a flood of one hides no
+  // other.
+  LimitedLog feedLog(warn, "the feed");
+  LimitedLog feedClientLog(log.at(Severity::kInfo), "feed connections");
+  LimitedLog snmpLog(warn, "SNMP");
   const auto budget = settings.sliceBudget.value_or(Ubo::kSliceBudget);
   const TraceOutput trace(settings.trace.value_or(TraceLevels()), settings.traceFile);
   EventLoop loop(budget);
@@ -67,7 +75,7 @@ void runAgent(const Settings& settings, const Log& log) {
 
   // Requests may come in as soon as the sockets are open; until records flow they find empty
   // tables.
-  SnmpEndpoint snmp(snmpSettings(settings), warn);
+  SnmpEndpoint snmp(snmpSettings(settings), snmpLog.writer());
   std::optional<ContextCommunities> communities;
   if (!settings.agentx) {
     communities.emplace(settings.community.value_or(std::string(kDefaultCommunity)));
@@ -79,7 +87,7 @@ void runAgent(const Settings& settings, const Log& log) {
   StoreFeed storeFeed(
       store.inputs.clientDir, store.inputs.ifMib,
       [&plugin](const Pomel::String& vrf, std::uint32_t count) { plugin.vrfCountIs(vrf, count); });
-  RecordBook book(storeFeed, warn);
+  RecordBook book(storeFeed, feedLog.writer());
   OperationQueue queue(kQueueCapacity,
                        ContextLimit(settings.maxContexts.value_or(ContextLimit::kDefault)));
   Applier applier(queue, book);
@@ -93,13 +101,14 @@ void runAgent(const Settings& settings, const Log& log) {
   ControlDesk desk({store.root, book, clients, queue, *gate});
   std::optional<FeedServer> server;
   if (settings.feed) {
-    server.emplace(loop, *settings.feed, clients, queue, &desk, warn, log.at(Severity::kInfo));
+    server.emplace(loop, *settings.feed, clients, queue, &desk, feedLog.writer(),
+                   feedClientLog.writer());
     loop.workAdd(*server);
     loop.timerAdd(*server);
   }
   std::list<FeedFile> files;
   for (const std::string& path : settings.feedFiles.value_or(std::vector<std::string>())) {
-    loop.workAdd(files.emplace_back(path, clients, queue, warn));
+    loop.workAdd(files.emplace_back(path, clients, queue, feedLog.writer()));
   }
 
   std::optional<InterfaceWatcher> interfaces;
@@ -118,6 +127,9 @@ void runAgent(const Settings& settings, const Log& log) {
   ServiceManager serviceManager(*gate, Clock::now());
   loop.workAdd(serviceManager);
   loop.timerAdd(serviceManager);
+  for (LimitedLog* limited : {&feedLog, &feedClientLog, &snmpLog}) {
+    loop.timerAdd(*limited);
+  }
   gate->start();
   loop.run();
 }

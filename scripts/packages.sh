@@ -14,6 +14,6 @@ run_packages='
 # For the tests and checks on top of that.
 test_packages='
   libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
-  clang clang-format clang-tidy libclang-rt-dev
+  clang clang-format clang-tidy libclang-rt-dev cppcheck
   systemd fakeroot
   snmpd smitools fping python3 python3-yaml python3-jsonschema'

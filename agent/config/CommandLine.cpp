@@ -100,6 +100,16 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
                                  ContextLimit::kDefault))
           ->type_name("N")
           ->check(CLI::Range(1L, kMaxMaxContexts));
+  const auto answerLimit = [&](const char* name, std::optional<int>& to, const char* text,
+                               int byDefault) {
+    app.add_option(name, to, fmt::format("{} (default {})", text, byDefault))
+        ->type_name("N")
+        ->check(CLI::Range(1, kLargestAnswer));
+  };
+  answerLimit("--max-repetitions", settings.maxRepetitions, "Most repetitions of a GETBULK",
+              kDefaultMaxRepetitions);
+  answerLimit("--max-varbinds", settings.maxVarbinds, "Most varbinds in the answer to a GETBULK",
+              kDefaultMaxVarbinds);
   auto* interfacesOption =
       app.add_option("--interfaces", interfaces,
                      "Take interface indexes from the kernel and the feed (kernel, the default) or "

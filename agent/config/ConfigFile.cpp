@@ -76,6 +76,10 @@ class Reader {
       settings_.sliceBudget = std::chrono::milliseconds(numberOf(value, key, checkSliceBudget));
     } else if (key == "max-contexts") {
       settings_.maxContexts = static_cast<std::size_t>(numberOf(value, key, checkMaxContexts));
+    } else if (key == "max-repetitions") {
+      settings_.maxRepetitions = static_cast<int>(numberOf(value, key, checkAnswerLimit));
+    } else if (key == "max-varbinds") {
+      settings_.maxVarbinds = static_cast<int>(numberOf(value, key, checkAnswerLimit));
     } else if (key == "interfaces") {
       settings_.interfaces = interfacesOf(checked(value, key, checkInterfaces));
     } else if (key == "vrfs") {

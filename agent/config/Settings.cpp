@@ -64,6 +64,8 @@ Settings overlaid(Settings above, Settings below) {
   fill(above.community, below.community);
   fill(above.sliceBudget, below.sliceBudget);
   fill(above.maxContexts, below.maxContexts);
+  fill(above.maxRepetitions, below.maxRepetitions);
+  fill(above.maxVarbinds, below.maxVarbinds);
   fill(above.interfaces, below.interfaces);
   fill(above.netnsVrfs, below.netnsVrfs);
   fill(above.verbose, below.verbose);
@@ -106,6 +108,13 @@ std::optional<Expected> checkMaxContexts(long count) {
     return std::nullopt;
   }
   return Expected{fmt::format("expected 1 to {}", kMaxMaxContexts)};
+}
+
+std::optional<Expected> checkAnswerLimit(long varbinds) {
+  if (varbinds >= 1 && varbinds <= kLargestAnswer) {
+    return std::nullopt;
+  }
+  return Expected{fmt::format("expected 1 to {}", kLargestAnswer)};
 }
 
 std::optional<Expected> checkInterfaces(std::string_view text) {

@@ -29,6 +29,8 @@ struct Settings {
   std::optional<std::string> community;
   std::optional<std::chrono::milliseconds> sliceBudget;
   std::optional<std::size_t> maxContexts;  ///< VRFs other than the default one, ever.
+  std::optional<int> maxRepetitions;       ///< Of a GETBULK; more are asked for in vain.
+  std::optional<int> maxVarbinds;          ///< In the answer to a GETBULK.
   std::optional<Interfaces> interfaces;
   std::optional<bool> verbose;  ///< Log what goes well, too.
   std::optional<std::map<std::string, std::string>>
@@ -39,6 +41,9 @@ inline constexpr std::string_view kDefaultListen = "udp:127.0.0.1:1161";
 inline constexpr std::string_view kDefaultCommunity = "public";
 inline constexpr int kMaxSliceBudget = 1000;  ///< Milliseconds.
 inline constexpr long kMaxMaxContexts = 1'000'000;
+inline constexpr int kDefaultMaxRepetitions = 100;
+inline constexpr int kDefaultMaxVarbinds = 100;
+inline constexpr int kLargestAnswer = 4000;  ///< Varbinds: more never fit into a datagram.
 
 /// What `above` says, and what `below` says where it says nothing. An agent is either a subagent or
 /// has addresses of its own, so either in `above` hides both in `below`.
@@ -49,6 +54,7 @@ inline constexpr long kMaxMaxContexts = 1'000'000;
 [[nodiscard]] std::optional<Expected> checkCommunity(std::string_view text);
 [[nodiscard]] std::optional<Expected> checkSliceBudget(long milliseconds);
 [[nodiscard]] std::optional<Expected> checkMaxContexts(long count);
+[[nodiscard]] std::optional<Expected> checkAnswerLimit(long varbinds);
 [[nodiscard]] std::optional<Expected> checkInterfaces(std::string_view text);
 /// Precondition: checkInterfaces() finds nothing.
 [[nodiscard]] Interfaces interfacesOf(std::string_view text);

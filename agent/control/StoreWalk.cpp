@@ -40,7 +40,8 @@ const Qiv::Attribute* attributeNamed(const Qiv::Entity& entity, std::string_view
 
 Place placeOf(Qiv::Value value) {
   if (const auto* entity = std::get_if<Qiv::Entity::Ptr>(&value); entity != nullptr && *entity) {
-    return *entity;
+    // It is a pointer that is returned, not whether it is one.
+    return *entity;  // cppcheck-suppress identicalInnerCondition
   }
   return value;
 }

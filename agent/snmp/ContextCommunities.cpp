@@ -32,7 +32,10 @@ std::string word(std::string_view text) {
   return quoted + '"';
 }
 
-void configure(std::string line) { netsnmp_config(line.data()); }
+/// A copy, as net-snmp writes into the line.
+void configure(std::string line) {  // cppcheck-suppress passedByValue
+  netsnmp_config(line.data());
+}
 
 }  // namespace
 

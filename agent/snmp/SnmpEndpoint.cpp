@@ -1,6 +1,8 @@
 #include "agent/snmp/SnmpEndpoint.h"
 
 #include <fmt/format.h>
+#include <linux/filter.h>
+#include <sys/socket.h>
 
 #include <array>
 #include <cerrno>
@@ -31,10 +33,33 @@ constexpr int kMasterInterval = 2;
 
 void set(int which) { netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, which, 1); }
 void setAgent(int which) { netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, which, 1); }
+void setAgent(int which, int value) { netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, which, value); }
 
 int noteConnected(int /*major*/, int /*minor*/, void* /*session*/, void* connected) {
   *static_cast<bool*>(connected) = true;
   return SNMPERR_SUCCESS;
+}
+
+/// Has the kernel drop requests of more than kMaxRequestOctets: net-snmp decodes every varbind of a
+/// message before it looks at who sent it, some six microseconds each.
+bool limitRequests(int socket) {
+  constexpr std::uint32_t kUdpHeader = 8;  // What a filter of a UDP socket sees begins with it.
+  constexpr std::uint32_t kWhole = 0xffff;
+  constexpr std::uint32_t kNothing = 0;
+  std::array<sock_filter, 4> code{
+      {{BPF_LD | BPF_W | BPF_LEN, 0, 0, 0},
+       {BPF_JMP | BPF_JGT | BPF_K, 1, 0, SnmpEndpoint::kMaxRequestOctets + kUdpHeader},
+       {BPF_RET | BPF_K, 0, 0, kWhole},
+       {BPF_RET | BPF_K, 0, 0, kNothing}}};
+  const sock_fprog program{code.size(), code.data()};
+  return setsockopt(socket, SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program) == 0;
+}
+
+/// False when it is not possible, with the cause in errno, if there is one.
+bool listenOn(const char* address) {
+  netsnmp_transport* const transport = netsnmp_transport_open_server("snmp", address);
+  return transport != nullptr && netsnmp_register_agent_nsap(transport) >= 0 &&
+         limitRequests(transport->sock);
 }
 
 }  // namespace
@@ -66,6 +91,8 @@ SnmpEndpoint::SnmpEndpoint(const SnmpSettings& settings, Log log)
   setAgent(NETSNMP_DS_AGENT_DONT_LOG_TCPWRAPPERS_CONNECTS);
   setAgent(NETSNMP_DS_AGENT_NO_ROOT_ACCESS);
   setAgent(NETSNMP_DS_AGENT_NO_CONNECTION_WARNINGS);
+  setAgent(NETSNMP_DS_AGENT_MAX_GETBULKREPEATS, settings.maxRepetitions);
+  setAgent(NETSNMP_DS_AGENT_MAX_GETBULKRESPONSES, settings.maxVarbinds);
   if (settings.conf) {
     // net-snmp would take a comma for the end of the path, and go on without a file it cannot read.
     const auto why = settings.conf->find(',') == std::string::npos
@@ -102,9 +129,9 @@ void SnmpEndpoint::listenAt(const std::vector<std::string>& addresses) {
   for (const std::string& address : addresses) {
     errno = 0;
     netSnmpLog_.quietIs(true);
-    const int handle = netsnmp_agent_listen_on(address.c_str());
+    const bool listening = listenOn(address.c_str());
     netSnmpLog_.quietIs(false);
-    if (handle < 0) {
+    if (!listening) {
       const std::string why = errno == 0 ? "not possible" : std::strerror(errno);
       throw StartError(fmt::format("cannot listen on {}: {}", address, why));
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,6 +16,8 @@ struct SnmpSettings {
   std::optional<std::string> agentx;  ///< The master to serve through; empty: where net-snmp looks.
   std::string community;              ///< What reads the default VRF from this host.
   std::optional<std::string> conf;    ///< A file of snmpd.conf's directives.
+  int maxRepetitions = 0;             ///< The most of a GETBULK; `conf` may say otherwise.
+  int maxVarbinds = 0;  ///< The most in the answer to a GETBULK; `conf` may say otherwise.
 };
 
 /// The process's SNMP agent: net-snmp's, set up to read no configuration but what is given, to keep
@@ -24,6 +27,9 @@ class SnmpEndpoint final : public RequestSource {
  public:
   /// Says what happens, a line at a time.
   using Log = std::function<void(const std::string&)>;
+
+  /// A request of more octets is not looked at. Over a hundred names as long as ours get fit in.
+  static constexpr std::uint32_t kMaxRequestOctets = 8192;
 
   /// Throws StartError.
   SnmpEndpoint(const SnmpSettings& settings, Log log);

@@ -273,6 +273,8 @@ void FeedClient::send(std::string_view line, UnderWay step) {
   }
   underWay_.push_back(std::move(step));
   ++lines_;
+  // A caller's temporary lives until here.
+  // cppcheck-suppress danglingTemporaryLifetime
   bufferevent_write(buffer_.get(), line.data(), line.size());
 }
 

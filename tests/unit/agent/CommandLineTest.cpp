@@ -62,6 +62,10 @@ TEST(CommandLine, EveryOptionIsTaken) {
                                    "7",
                                    "--max-contexts",
                                    "9",
+                                   "--max-repetitions",
+                                   "8",
+                                   "--max-varbinds",
+                                   "9",
                                    "--interfaces",
                                    "feed",
                                    "--verbose",
@@ -79,6 +83,8 @@ TEST(CommandLine, EveryOptionIsTaken) {
   EXPECT_EQ(line.settings.community, "c");
   EXPECT_EQ(line.settings.sliceBudget, std::chrono::milliseconds(7));
   EXPECT_EQ(line.settings.maxContexts, 9U);
+  EXPECT_EQ(line.settings.maxRepetitions, 8);
+  EXPECT_EQ(line.settings.maxVarbinds, 9);
   EXPECT_EQ(line.settings.interfaces, Interfaces::kFeedOnly);
   EXPECT_EQ(line.settings.verbose, true);
   EXPECT_EQ(line.config, "y");
@@ -97,7 +103,7 @@ TEST(CommandLine, HelpAndVersionArePrinted) {
   for (const char* option :
        {"--feed", "--feed-file", "--listen", "--agentx", "--trace", "--trace-file", "--config",
         "--check-config", "--plugin", "--snmp-conf", "--community", "--slice-budget",
-        "--max-contexts", "--interfaces", "--verbose"}) {
+        "--max-contexts", "--max-repetitions", "--max-varbinds", "--interfaces", "--verbose"}) {
     EXPECT_NE(printed("--help").find(option), std::string::npos) << option;
   }
 }

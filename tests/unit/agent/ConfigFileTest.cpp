@@ -29,6 +29,8 @@ TEST(ConfigFile, EverySettingIsRead) {
       "community: secret\n"
       "slice-budget: 5\n"
       "max-contexts: 9\n"
+      "max-repetitions: 10\n"
+      "max-varbinds: 40\n"
       "interfaces: feed\n"
       "verbose: true\n"
       "vrfs: {blue: {netns: b}, red: {netns: r}}\n",
@@ -44,6 +46,8 @@ TEST(ConfigFile, EverySettingIsRead) {
   EXPECT_EQ(settings.community, "secret");
   EXPECT_EQ(settings.sliceBudget, std::chrono::milliseconds(5));
   EXPECT_EQ(settings.maxContexts, 9U);
+  EXPECT_EQ(settings.maxRepetitions, 10);
+  EXPECT_EQ(settings.maxVarbinds, 40);
   EXPECT_EQ(settings.interfaces, Interfaces::kFeedOnly);
   EXPECT_EQ(settings.verbose, true);
   EXPECT_EQ(settings.netnsVrfs, (std::map<std::string, std::string>{{"blue", "b"}, {"red", "r"}}));
@@ -92,6 +96,12 @@ TEST(ConfigFile, EachFaultNamesFileLineAndKey) {
             "agent.yaml:1: community: expected 1 to 64 printable ASCII characters without blanks");
   EXPECT_EQ(errorOf("slice-budget: 0\n"),
             "agent.yaml:1: slice-budget: expected 1 to 1000 milliseconds");
+  for (const char* key : {"max-repetitions", "max-varbinds"}) {
+    for (const char* value : {"0", "-1", "4001", "ten"}) {
+      EXPECT_EQ(errorOf(std::string(key) + ": " + value + "\n"),
+                std::string("agent.yaml:1: ") + key + ": expected 1 to 4000");
+    }
+  }
   EXPECT_EQ(errorOf("slice-budget: 2ms\n"),
             "agent.yaml:1: slice-budget: expected 1 to 1000 milliseconds");
   EXPECT_EQ(errorOf("max-contexts: 0\n"), "agent.yaml:1: max-contexts: expected 1 to 1000000");
