@@ -1,6 +1,6 @@
 # Short names for the scripts, for who has make. Nothing is decided here.
 
-.PHONY: build run test demo bench churn vrf-life package packet-cost clean
+.PHONY: build run test demo bench churn vrf-life model package packet-cost clean
 
 build:
 	@scripts/setup.sh run
@@ -20,6 +20,9 @@ bench:
 
 churn vrf-life:
 	@scripts/reliability.sh $@
+
+model:
+	@scripts/model.sh
 
 package:
 	@scripts/setup.sh run
