@@ -56,7 +56,7 @@ expect refuse lazy 'binds lazily'
 build execstack "$good_compile" '-Wl,-z,relro -Wl,-z,now -Wl,-z,execstack' '-fPIE -pie' "$good_options"
 expect refuse execstack 'has an executable stack'
 build no-protector '-O2 -fno-stack-protector' "$good_link" '-fPIE -pie' "$good_options"
-expect refuse no-protector 'has no stack protector'
+expect refuse no-protector 'no file has a stack protector'
 build no-fortify '-O2 -U_FORTIFY_SOURCE -fstack-protector-all' "$good_link" '-fPIE -pie' "$good_options"
 expect refuse no-fortify 'no file calls a fortified function'
 build writable-code "$good_compile" "$good_link -Wl,-N" '-fPIE -pie' "$good_options"
