@@ -9,6 +9,9 @@ failures=0
 
 cat >"$tree/x.cpp" <<'END'
 #include <cstring>
+#ifdef WRITABLE_CODE
+asm(".section .wx,\"awx\",@progbits\n.byte 0\n.text");
+#endif
 extern "C" void take(char*);
 extern "C" __attribute__((weak)) void take(char*) {}
 int work(int argc, char** argv) {
@@ -27,9 +30,9 @@ good_options='-fstack-protector-strong -fstack-clash-protection -fcf-protection=
 build() { # FOLDER COMPILE LINK PIE OPTIONS
   mkdir -p "$tree/$1/bin" "$tree/$1/lib"
   # shellcheck disable=SC2086  # options
-  g++ $2 $4 "$tree/x.cpp" $3 -o "$tree/$1/bin/conmon-x" 2>/dev/null
+  g++ $2 $4 "$tree/x.cpp" $3 -o "$tree/$1/bin/conmon-x"
   # shellcheck disable=SC2086
-  g++ $2 -fPIC -shared "$tree/x.cpp" $3 -o "$tree/$1/lib/libx.so" 2>/dev/null
+  g++ $2 -fPIC -shared "$tree/x.cpp" $3 -o "$tree/$1/lib/libx.so"
   printf '[\n{ "command": "g++ %s -o x.o -c /src/agent/x.cpp",\n"file": "x" }\n]\n' "$5" \
     >"$tree/$1/compile_commands.json"
 }
@@ -59,7 +62,7 @@ build no-protector '-O2 -fno-stack-protector' "$good_link" '-fPIE -pie' "$good_o
 expect refuse no-protector 'no file has a stack protector'
 build no-fortify '-O2 -U_FORTIFY_SOURCE -fstack-protector-all' "$good_link" '-fPIE -pie' "$good_options"
 expect refuse no-fortify 'no file calls a fortified function'
-build writable-code "$good_compile" "$good_link -Wl,-N" '-fPIE -pie' "$good_options"
+build writable-code "$good_compile -DWRITABLE_CODE" "$good_link" '-fPIE -pie' "$good_options"
 expect refuse writable-code 'has memory to write and execute'
 for option in $good_options; do
   [ "$option" != -fcf-protection=full ] || [ "$(uname -m)" = x86_64 ] || continue
