@@ -40,8 +40,15 @@ class OrderedMap {
   [[nodiscard]] Row* find(const Key& key) const { return rowAt(tree_.find(key)); }
   /// The row with the smallest key, or null.
   [[nodiscard]] Row* first() const { return rowAt(tree_.begin()); }
-  /// The first row whose key is not less than `key`, or null.
-  [[nodiscard]] Row* lowerBound(const Key& key) const { return rowAt(tree_.lower_bound(key)); }
+  /// The first row whose key is not less than `key`, or null. Takes no descent of the tree when
+  /// `key` is that of the row found last, or lies between it and the one that follows.
+  [[nodiscard]] Row* lowerBound(const Key& key) const {
+    if (Row* near = nearLast(key)) {
+      return near;
+    }
+    found_ = rowAt(tree_.lower_bound(key));
+    return found_;
+  }
   /// The first row whose key is greater than `key`, or null.
   [[nodiscard]] Row* upperBound(const Key& key) const { return rowAt(tree_.upper_bound(key)); }
   /// The in-order successor of a row that is linked in this map, or null.
@@ -85,6 +92,9 @@ class OrderedMap {
   }
   void erase(const_iterator at) {
     const Ptr<Row> row = Ptr<Row>::adopt(const_cast<Row*>(&*at));  // Lives through the round.
+    if (found_ == row.get()) {
+      found_ = nullptr;
+    }
     tree_.erase(at);
     changed(KeyOf{}(*row));
   }
@@ -99,6 +109,24 @@ class OrderedMap {
   [[nodiscard]] Row* rowAt(const_iterator at) const {
     return at == tree_.end() ? nullptr : const_cast<Row*>(&*at);
   }
+  /// Managers ask for row after row, each with a descent of its own but for this.
+  [[nodiscard]] Row* nearLast(const Key& key) const {
+    if (found_ == nullptr) {
+      return nullptr;
+    }
+    const auto order = key <=> KeyOf{}(*found_);
+    if (order < 0) {
+      return nullptr;
+    }
+    if (order > 0) {
+      Row* following = next(*found_);
+      if (following == nullptr || key > KeyOf{}(*following)) {
+        return nullptr;
+      }
+      found_ = following;
+    }
+    return found_;
+  }
   void changed(const Key& key) {
     ++changeWord_;
     changes_.publish(key);
@@ -106,6 +134,7 @@ class OrderedMap {
 
   Tree tree_;
   std::uint32_t changeWord_ = 0;
+  mutable Row* found_ = nullptr;  ///< What lowerBound() found last, while it is linked.
   mutable Publisher<Key> changes_;
 };
 

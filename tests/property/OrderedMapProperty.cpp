@@ -21,11 +21,11 @@ struct RowKey {
 };
 
 struct Step {
-  enum Kind { kInsert, kErase, kEraseAt, kHold, kClear } kind;
+  enum Kind { kInsert, kErase, kEraseAt, kSeek, kHold, kClear } kind;
   int key;
 };
 std::ostream& operator<<(std::ostream& out, const Step& step) {
-  static constexpr const char* kNames[] = {"insert", "erase", "erase at", "hold", "clear"};
+  static constexpr const char* kNames[] = {"insert", "erase", "erase at", "seek", "hold", "clear"};
   return out << kNames[step.kind] << ' ' << step.key;
 }
 
@@ -60,6 +60,10 @@ class Pair {
         }
         break;
       }
+      case Step::kSeek:
+        sought_ = step.key;
+        checkLowerBound(sought_);
+        break;
       case Step::kHold:
         if (at != model_.end()) {
           held_.emplace_back(at->second);
@@ -83,11 +87,11 @@ class Pair {
     }
     RC_ASSERT(walked == nullptr);
     for (int key = -1; key <= kKeys; ++key) {
-      const auto lower = model_.lower_bound(key);
+      checkLowerBound(key);
       const auto upper = model_.upper_bound(key);
-      RC_ASSERT(map_.lowerBound(key) == (lower == model_.end() ? nullptr : lower->second));
       RC_ASSERT(map_.upperBound(key) == (upper == model_.end() ? nullptr : upper->second));
     }
+    checkLowerBound(sought_);  // What is erased next may be what was found last.
     // A row lives exactly as long as it is in the map or somebody holds it.
     std::map<const Row*, int> owners;
     for (const auto& [key, row] : model_) {
@@ -105,6 +109,10 @@ class Pair {
   static constexpr int kKeys = 12;
 
  private:
+  void checkLowerBound(int key) const {
+    const auto lower = model_.lower_bound(key);
+    RC_ASSERT(map_.lowerBound(key) == (lower == model_.end() ? nullptr : lower->second));
+  }
   void insert(int key) {
     const bool present = model_.contains(key);
     if (!present) {
@@ -161,6 +169,7 @@ class Pair {
   std::map<int, Row*> model_;
   std::vector<Step> reactions_;
   std::size_t reaction_ = 0;
+  int sought_ = 0;
   std::vector<int> pending_;  ///< Keys of the changes on the stack, innermost last.
   bool clearing_ = false;
   std::uint32_t changes_ = 0;
@@ -172,6 +181,7 @@ rc::Gen<Step> step() {
   return rc::gen::construct<Step>(rc::gen::weightedElement<Step::Kind>({{12, Step::kInsert},
                                                                         {6, Step::kErase},
                                                                         {3, Step::kEraseAt},
+                                                                        {6, Step::kSeek},
                                                                         {2, Step::kHold},
                                                                         {1, Step::kClear}}),
                                   rc::gen::inRange(0, Pair::kKeys));
