@@ -5,11 +5,11 @@
 include(GoogleTest)
 set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST)
 
-# GoogleTest's headers cost more to parse than most tests: one precompiled header serves all.
+# The libraries' headers cost more to parse than most tests: one precompiled header serves all.
 add_library(conmon_test_pch OBJECT "${CMAKE_CURRENT_SOURCE_DIR}/cmake/test_pch.cpp")
 target_link_libraries(conmon_test_pch PUBLIC GTest::gtest GTest::gmock)
-target_precompile_headers(conmon_test_pch PRIVATE
-  <gmock/gmock.h> <gtest/gtest.h> <functional> <memory> <optional> <string> <vector>)
+target_link_libraries(conmon_test_pch PRIVATE fmt::fmt nlohmann_json::nlohmann_json)
+conmon_precompile(conmon_test_pch <gmock/gmock.h> <gtest/gtest.h>)
 set_target_properties(conmon_test_pch PROPERTIES POSITION_INDEPENDENT_CODE OFF)
 
 function(conmon_add_test name)
