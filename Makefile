@@ -1,6 +1,6 @@
 # Short names for the scripts, for who has make. Nothing is decided here.
 
-.PHONY: build run test demo bench churn vrf-life model package packet-cost clean
+.PHONY: build run test demo bench churn vrf-life model package mutations packet-cost clean
 
 build:
 	@scripts/setup.sh run
@@ -27,6 +27,9 @@ model:
 package:
 	@scripts/setup.sh run
 	@scripts/package.sh release
+
+mutations:
+	@scripts/mutations.sh
 
 packet-cost:
 	@scripts/packet-cost.sh

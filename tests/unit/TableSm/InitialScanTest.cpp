@@ -137,6 +137,24 @@ TYPED_TEST(InitialScan, EachFlagIsPublishedWhenItFlipsAndOnlyThen) {
               ElementsAre(stream, stream, ifMibStream, "idle", ifMibStream, stream, ifMibStream));
 }
 
+TYPED_TEST(InitialScan, WhoeverHearsThatTheSecondPassBeginsFindsTheFirstDone) {
+  this->put("lab", "web", this->key("", 1), 1.5F);
+  this->sm = this->made();
+  const auto& state = *this->sm->inputSmScanState();
+  unsigned cleared = 0;
+  const Watcher<std::string_view> watcher(state.changes(), [&](const std::string_view& name) {
+    const bool set = name == "idle"              ? state.idle()
+                     : name.starts_with("ifMib") ? state.ifMibStreamScan()
+                                                 : state.streamScan();
+    if (!set) {
+      ++cleared;
+      EXPECT_TRUE(this->sm->initialScanDone()) << name;
+    }
+  });
+  this->scheduler->runAll();
+  EXPECT_GE(cleared, 2U);
+}
+
 TYPED_TEST(InitialScan, EmptyCollectionsCompleteAtOnceWithNoChildren) {
   this->statusDir("lab");
   this->hostStatus("field", "web");
