@@ -50,7 +50,7 @@ int noteConnected(int /*major*/, int /*minor*/, void* /*session*/, void* connect
 }
 
 /// Has the kernel drop requests of more than kMaxRequestOctets: net-snmp decodes every varbind of a
-/// message before it looks at who sent it, some six microseconds each.
+/// message before it looks at who sent it, in a time that grows faster than their number.
 bool limitRequests(int socket) {
   constexpr std::uint32_t kUdpHeader = 8;  // What a filter of a UDP socket sees begins with it.
   constexpr std::uint32_t kWhole = 0xffff;
