@@ -1,6 +1,6 @@
 # Short names for the scripts, for who has make. Nothing is decided here.
 
-.PHONY: build run test demo bench churn vrf-life model package mutations packet-cost clean
+.PHONY: build run test demo bench churn vrf-life faults model package mutations packet-cost clean
 
 build:
 	@scripts/setup.sh run
@@ -18,7 +18,7 @@ demo:
 bench:
 	@scripts/bench.sh
 
-churn vrf-life:
+churn vrf-life faults:
 	@scripts/reliability.sh $@
 
 model:

@@ -1,5 +1,6 @@
 #include "agent/feed/FeedServer.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -107,6 +108,12 @@ FeedServer::FeedServer(EventLoop& loop, std::string path, ClientRegistry& client
 FeedServer::~FeedServer() { unlink(path_.c_str()); }
 
 Fd FeedServer::acceptNonBlocking(int listening) {
+  // Held while accepting, so that one descriptor stays free: net-snmp opens a file for every
+  // request, to see who may ask (hosts_access(5)), and refuses the request when it cannot.
+  const Fd spare(fcntl(listening, F_DUPFD_CLOEXEC, 0));
+  if (!spare.valid()) {
+    return Fd(-1);
+  }
   return Fd(accept4(listening, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
 }
 

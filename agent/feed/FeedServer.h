@@ -21,6 +21,7 @@ class FeedServer final : public Work, public Timer {
   /// Takes a connection from a listening socket, as accept4 does: an invalid result leaves the
   /// cause in errno.
   using Accept = std::function<Fd(int listening)>;
+  /// Does not take the last free descriptor of the process.
   static Fd acceptNonBlocking(int listening);
 
   /// Connections beyond this wait in the kernel's queue until another one closes.

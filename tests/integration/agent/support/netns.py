@@ -26,8 +26,8 @@ def _unshare(flags):
     _check(_libc.unshare(flags))
 
 
-def _mount(source, target, kind, flags=0):
-    _check(_libc.mount(source, target, kind, ctypes.c_ulong(flags), None))
+def _mount(source, target, kind, flags=0, data=None):
+    _check(_libc.mount(source, target, kind, ctypes.c_ulong(flags), data))
 
 
 def _become_root_of_a_new_user_namespace():
@@ -52,6 +52,12 @@ def enter(module):
     except OSError as error:
         print(f"UNAVAILABLE: netns: {module}: {error}", flush=True)
         raise unittest.SkipTest(f"no network namespace here: {error}") from error
+
+
+def disk(path, size):
+    """A file system of its own below the program's own /run, with room for `size` bytes."""
+    os.mkdir(path)
+    _mount(b"conmon", os.fsencode(path), b"tmpfs", data=b"size=%d" % size)
 
 
 def ip(*words):
