@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 
@@ -31,6 +32,21 @@ constexpr const char* kType = "snmpd";
 /// Seconds between tries to reach an AgentX master, and between pings while there is one. The stock
 /// 15 would leave a restarted master without us for as long.
 constexpr int kMasterInterval = 2;
+
+/// How long a master may take to answer. net-snmp waits on the spot, with everything else standing
+/// still, and its alarms, counted from before that wait, never end when it is longer than their
+/// interval. Stock is a second, and whole seconds are all that its configuration knows.
+constexpr std::chrono::microseconds kMasterWait{333'333};
+
+/// Called for each session that is being opened; the requests it will send are AgentX's when it is
+/// one with a master (RFC 2741, 6.1).
+int limitMasterWait(int /*major*/, int /*minor*/, void* session, void* /*client*/) {
+  auto* opened = static_cast<netsnmp_session*>(session);
+  if ((opened->flags & SNMP_FLAGS_STREAM_SOCKET) != 0) {
+    opened->timeout = kMasterWait.count();
+  }
+  return SNMPERR_SUCCESS;
+}
 
 void set(int which) { netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, which, 1); }
 void setAgent(int which) { netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, which, 1); }
@@ -158,10 +174,10 @@ void SnmpEndpoint::beSubagent(const std::string& master) {
   init_agent(kType);
   netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL,
                      kMasterInterval);
-  // net-snmp waits for a master's answer on the spot, and its alarms, counted from before that
-  // wait, never end when it is longer than the interval. One try of a second is shorter; over a
-  // reliable stream a repeated request is worth nothing.
+  // One try, of kMasterWait: over a reliable stream a repeated request is worth nothing.
   netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_RETRIES, 0);
+  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SESSION_INIT, limitMasterWait,
+                         nullptr);
   bool connected = false;
   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, noteConnected,
                          &connected);
