@@ -52,9 +52,10 @@ void set(int which) { netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, which, 1); }
 void setAgent(int which) { netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, which, 1); }
 void setAgent(int which, int value) { netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, which, value); }
 
-/// net-snmp asks twice whether a GETNEXT may read: of the subtree where it begins to look, so as not
-/// to walk through what is hidden, and of each row it finds, which alone decides. With the views of
-/// allowLocalReading() nothing of any length is hidden, and the first costs more than it saves.
+/// net-snmp asks twice whether a GETNEXT may read: of the subtree where it begins to look, so as
+/// not to walk through what is hidden, and of each row it finds, which alone decides. With the
+/// views of allowLocalReading() nothing of any length is hidden, and the first costs more than it
+/// saves.
 void askOncePerAnswer() {
   snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_ACM_CHECK_SUBTREE,
                            vacm_in_view_callback, nullptr, 1);
