@@ -31,6 +31,35 @@ class Reconcile : public TableSmTest<Table> {
       this->scheduler->runSlice();
     }
   }
+  /// Starts over VRFs that each have a record's row and, before it, one of a record that is gone,
+  /// and stops behind the first row. The VRFs' objects, in the order of the walk.
+  auto stopInTheFirstOf(std::initializer_list<std::string_view> vrfs) {
+    for (const std::string_view vrf : vrfs) {
+      this->put("lab", "db", this->key("", 1), 1.5F, vrf);
+      this->put("lab", "web", this->key("", 1), 1.5F, vrf);
+    }
+    this->start();
+    this->sm = nullptr;
+    for (const std::string_view vrf : vrfs) {
+      removeHost("db", vrf);
+    }
+    this->template policyIs<AlwaysYield>();
+    scanBoth();
+    std::vector<typename Reconcile::MibPtr> walked;
+    for (const auto& entry : this->sm->mibSeen()) {
+      walked.push_back(entry.key);
+    }
+    EXPECT_EQ(this->sm->mibPass().bookmark.mib, walked.front());
+    return walked;
+  }
+  static void emptyByAnotherHand(ConnectivityMonitorSnmp::ConnectivityMonitorMib& mib) {
+    mib.icmpTableDelAll();
+    mib.httpTableDelAll();
+    mib.tcpTableDelAll();
+  }
+  auto onlyTheLivingRow() {
+    return ElementsAre(Key(this->rowName("lab", "web", this->key("", 1), 0)));
+  }
   static std::string yielded(unsigned items, unsigned deletions) {
     return "Yielding in reconciliation processing after processing " + std::to_string(items) +
            " items, including " + std::to_string(deletions) + " deletions .";
@@ -195,6 +224,25 @@ TYPED_TEST(Reconcile, WhatTheBookmarkNamesMayGoAndRowsWrittenMeanwhileStay) {
                   Pair(this->rowName("lab", "zz", this->key("", 1), 0), 1.5F),
                   Pair(this->rowName("aa", "aa", this->key("", 1), 0), 2.5F),
                   Pair(this->rowName("zzzzzz", "zzzzzz", this->key("", 9), 0), 2.5F)));
+}
+
+TYPED_TEST(Reconcile, ABookmarkInAVrfThatLostItsRowsHidesNoRowOfTheNext) {
+  const auto walked = this->stopInTheFirstOf({"default", "blue", "red"});
+  this->emptyByAnotherHand(*walked[0]);
+  this->scheduler->runAll();
+  EXPECT_TRUE(this->sm->ready());
+  EXPECT_THAT(this->rows(walked[1]->name().view()), this->onlyTheLivingRow());
+  EXPECT_THAT(this->rows(walked[2]->name().view()), this->onlyTheLivingRow());
+}
+
+TYPED_TEST(Reconcile, VrfsWithoutRowsAreSteppedOver) {
+  const auto walked = this->stopInTheFirstOf({"default", "blue", "red", "green"});
+  this->emptyByAnotherHand(*walked[1]);
+  this->emptyByAnotherHand(*walked[2]);
+  this->scheduler->runAll();
+  EXPECT_TRUE(this->sm->ready());
+  EXPECT_THAT(this->rows(walked[0]->name().view()), this->onlyTheLivingRow());
+  EXPECT_THAT(this->rows(walked[3]->name().view()), this->onlyTheLivingRow());
 }
 
 TYPED_TEST(Reconcile, CountsMayComeAndGoBetweenTheSlicesOverThem) {
