@@ -61,6 +61,7 @@ void runAgent(const Settings& settings, const Log& log) {
   // What a peer can cause as often as it likes. Each has its own limit: a flood of one hides no
   // other.
   LimitedLog feedLog(warn, "the feed");
+  LimitedLog feedHelloLog(log.at(Severity::kNotice), "feed clients");
   LimitedLog feedClientLog(log.at(Severity::kInfo), "feed connections");
   LimitedLog snmpLog(warn, "SNMP");
   const auto budget = settings.sliceBudget.value_or(Ubo::kSliceBudget);
@@ -102,7 +103,7 @@ void runAgent(const Settings& settings, const Log& log) {
   std::optional<FeedServer> server;
   if (settings.feed) {
     server.emplace(loop, *settings.feed, clients, queue, &desk, feedLog.writer(),
-                   feedClientLog.writer());
+                   feedHelloLog.writer(), feedClientLog.writer());
     loop.workAdd(*server);
     loop.timerAdd(*server);
   }
@@ -127,7 +128,7 @@ void runAgent(const Settings& settings, const Log& log) {
   ServiceManager serviceManager(*gate, Clock::now());
   loop.workAdd(serviceManager);
   loop.timerAdd(serviceManager);
-  for (LimitedLog* limited : {&feedLog, &feedClientLog, &snmpLog}) {
+  for (LimitedLog* limited : {&feedLog, &feedHelloLog, &feedClientLog, &snmpLog}) {
     loop.timerAdd(*limited);
   }
   gate->start();

@@ -24,7 +24,7 @@ int main(int argc, char** argv) {
     if (!line.checkConfig) {
       Agent::runAgent(
           settings, Agent::standardErrorLog(settings.verbose.value_or(false) ? Severity::kInfo
-                                                                             : Severity::kWarning));
+                                                                             : Severity::kNotice));
     }
     return EXIT_SUCCESS;
   } catch (const Agent::ConfigError& error) {

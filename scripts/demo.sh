@@ -105,7 +105,7 @@ fail() {
 start || fail 'no start'
 {
   cat "$feed"
-  sed "s/8161/$web_port/g" scripts/quickstart-rows.jsonl
+  sed -e "s/1161/$port/g" -e "s/8161/$web_port/g" scripts/quickstart-rows.jsonl
 } >"$work/feed"
 if grep -q 'no network namespaces' "$work/log"; then
   cat "$work/log"

@@ -4,7 +4,7 @@
 # Starts the agent with the example records, the prober with examples/quickstart.yaml and what that
 # probes, and waits. SIGINT or SIGTERM ends all of them, and this with status 0; one that ends by
 # itself ends the others, and this with status 1. With arguments: at other ports, with another
-# namespace, and with its sockets in a folder. CONMON_BIN is where the programs are.
+# namespace, and with its sockets in a folder; the agent answers at PORT by UDP and by TCP. CONMON_BIN is where the programs are.
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -60,12 +60,12 @@ make_namespace() {
 probes=examples/quickstart.yaml
 if [ $# -gt 0 ]; then
   probes=$folder/quickstart.yaml
-  sed -e "s/8161/$web_port/g" -e "s/conmon-blue/$namespace/g" -e "s|/tmp/|$folder/|g" \
+  sed -e "s/1161/$port/g" -e "s/8161/$web_port/g" -e "s/conmon-blue/$namespace/g" -e "s|/tmp/|$folder/|g" \
     examples/quickstart.yaml >"$probes"
 fi
 
 start conmon-snmpd "$bin/conmon-snmpd" --config examples/conmon-snmpd.yaml \
-  --listen "udp:127.0.0.1:$port" --feed "$folder/conmon-feed.sock"
+  --listen "udp:127.0.0.1:$port" --listen "tcp:127.0.0.1:$port" --feed "$folder/conmon-feed.sock"
 agent=$pid
 start conmon-example-web "$bin/conmon-example-web" "$web_port"
 if make_namespace; then

@@ -60,8 +60,8 @@ std::variant<CommandLine, Printout> parseCommandLine(int argc, const char* const
       ->check(validator(checkNotEmpty));
   auto* listen =
       app.add_option("--listen", settings.listen,
-                     fmt::format("Answer SNMP requests at udp:ADDRESS:PORT or udp6:[ADDRESS]:PORT; "
-                                 "repeatable (default {})",
+                     fmt::format("Answer SNMP requests at udp:ADDRESS:PORT, udp6:[ADDRESS]:PORT or "
+                                 "tcp:ADDRESS:PORT; repeatable (default {})",
                                  kDefaultListen))
           ->type_name("ADDRESS")
           ->allow_extra_args(false)

@@ -31,13 +31,15 @@ bool isAddress(int family, std::string_view text) {
   return inet_pton(family, std::string(text).c_str(), &address) == 1;
 }
 
-bool isUdp(std::string_view rest) {
+/// ADDRESS:PORT
+bool isPlaceV4(std::string_view rest) {
   const std::size_t colon = rest.rfind(':');
   return colon != std::string_view::npos && isAddress(AF_INET, rest.substr(0, colon)) &&
          isPort(rest.substr(colon + 1));
 }
 
-bool isUdp6(std::string_view rest) {
+/// [ADDRESS]:PORT
+bool isPlaceV6(std::string_view rest) {
   const std::size_t close = rest.rfind("]:");
   return rest.starts_with('[') && close != std::string_view::npos &&
          isAddress(AF_INET6, rest.substr(1, close - 1)) && isPort(rest.substr(close + 2));
@@ -75,13 +77,14 @@ Settings overlaid(Settings above, Settings below) {
 std::optional<Expected> checkListenAddress(std::string_view text) {
   constexpr std::string_view kUdp = "udp:";
   constexpr std::string_view kUdp6 = "udp6:";
-  const bool good = (text.starts_with(kUdp) && isUdp(text.substr(kUdp.size()))) ||
-                    (text.starts_with(kUdp6) && isUdp6(text.substr(kUdp6.size())));
+  const bool good = (text.starts_with(kUdp) && isPlaceV4(text.substr(kUdp.size()))) ||
+                    (text.starts_with(kTcp) && isPlaceV4(text.substr(kTcp.size()))) ||
+                    (text.starts_with(kUdp6) && isPlaceV6(text.substr(kUdp6.size())));
   if (good) {
     return std::nullopt;
   }
-  return Expected{
-      fmt::format("expected udp:ADDRESS:PORT or udp6:[ADDRESS]:PORT, not {}", quote(text))};
+  return Expected{fmt::format(
+      "expected udp:ADDRESS:PORT, udp6:[ADDRESS]:PORT or tcp:ADDRESS:PORT, not {}", quote(text))};
 }
 
 std::optional<Expected> checkCommunity(std::string_view text) {

@@ -37,6 +37,8 @@ struct Settings {
       netnsVrfs;  ///< VRF name to the name of the network namespace that it is.
 };
 
+/// What listen addresses of TCP begin with.
+inline constexpr std::string_view kTcp = "tcp:";
 inline constexpr std::string_view kDefaultListen = "udp:127.0.0.1:1161";
 inline constexpr std::string_view kDefaultCommunity = "public";
 inline constexpr int kMaxSliceBudget = 1000;  ///< Milliseconds.

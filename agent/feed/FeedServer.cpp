@@ -12,6 +12,7 @@
 #include <cstring>
 #include <utility>
 
+#include "agent/Quote.h"
 #include "agent/StartError.h"
 
 namespace Agent {
@@ -90,14 +91,15 @@ FeedServer::Connection::Connection(FeedServer& server, Fd socket)
             [this, &server](EventLoop::Ready ready) { server.ready(*this, ready); }) {}
 
 FeedServer::FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients,
-                       OperationQueue& queue, Inspector* inspector, Warn warn, Inform inform,
-                       Accept accept)
+                       OperationQueue& queue, Inspector* inspector, Warn warn, Inform note,
+                       Inform inform, Accept accept)
     : loop_(loop),
       path_(std::move(path)),
       clients_(clients),
       queue_(queue),
       inspector_(inspector),
       warn_(std::move(warn)),
+      note_(std::move(note)),
       inform_(std::move(inform)),
       accept_(std::move(accept)),
       fd_(listenAt(path_)),
@@ -183,6 +185,13 @@ void FeedServer::send(Connection& connection) {
   }
 }
 
+void FeedServer::noteHello(Connection& connection) {
+  const auto client = connection.session.client();
+  if (client && !std::exchange(connection.noted, true)) {
+    note_(fmt::format("feed: client {}: {}", quote(*client), peerOf(connection.fd)));
+  }
+}
+
 void FeedServer::settle(Connection& connection) {
   if (connection.session.finished() && connection.session.output().empty()) {
     connections_.remove_if([&](const Connection& other) { return &other == &connection; });
@@ -211,6 +220,7 @@ void FeedServer::work(Ubo::YieldPolicy& yield) {
       continue;
     }
     connection.session.work(yield);
+    noteHello(connection);
     send(connection);
     settle(connection);
     if (yield.shouldYield()) {

@@ -33,9 +33,11 @@ class FeedServer final : public Work, public Timer {
   /// Listens at `path`, in place of a socket there that nobody listens at. Its mode is 0660: who
   /// may connect is told by its owner and group. `inspector` answers inspections; null: they
   /// are refused. Throws StartError.
-  /// Each connection is told of with what the kernel says of its peer, unix(7).
+  /// Each connection is told of in `inform`, and each that says whose records it feeds in `note`,
+  /// with what the kernel says of its peer, unix(7).
   FeedServer(EventLoop& loop, std::string path, ClientRegistry& clients, OperationQueue& queue,
-             Inspector* inspector, Warn warn, Inform inform, Accept accept = acceptNonBlocking);
+             Inspector* inspector, Warn warn, Inform note, Inform inform,
+             Accept accept = acceptNonBlocking);
   FeedServer(const FeedServer&) = delete;
   FeedServer& operator=(const FeedServer&) = delete;
   /// Closes all connections and removes the socket.
@@ -57,6 +59,7 @@ class FeedServer final : public Work, public Timer {
     Session session;
     bool mute = false;     ///< The client takes no answers any more.
     bool reading = false;  ///< Input is asked for.
+    bool noted = false;    ///< Its hello was.
     EventLoop::Watch watch;
   };
 
@@ -67,6 +70,7 @@ class FeedServer final : public Work, public Timer {
   void ready(Connection& connection, EventLoop::Ready ready);
   void receive(Connection& connection);
   void send(Connection& connection);
+  void noteHello(Connection& connection);
   /// Brings the watch in line with the session, or closes a connection whose session is finished.
   void settle(Connection& connection);
   void acceptingIs(bool on) { watch_.interestIs(on, false); }
@@ -77,6 +81,7 @@ class FeedServer final : public Work, public Timer {
   OperationQueue& queue_;
   Inspector* inspector_;
   Warn warn_;
+  Inform note_;
   Inform inform_;
   Accept accept_;
   std::optional<Clock::time_point> acceptAgain_;

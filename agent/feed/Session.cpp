@@ -51,6 +51,10 @@ void Session::answerSync() {
   }
 }
 
+std::optional<std::string_view> Session::client() const {
+  return client_.known() ? std::optional(client_.client().view()) : std::nullopt;
+}
+
 std::optional<std::string_view> Session::nextLine() {
   const auto line = input_.next();
   return line || ended_ != End::kEndOfFile ? line : input_.takeRest();

@@ -48,6 +48,9 @@ class Session {
   [[nodiscard]] std::string_view output() const noexcept { return output_; }
   void outputTaken(std::size_t bytes) { output_.erase(0, bytes); }
 
+  /// Whose records it feeds; null until hello.
+  [[nodiscard]] std::optional<std::string_view> client() const;
+
   /// Nothing more will come of this session: its source has ended, or it broke the protocol for
   /// good, and everything it sent is handled. The transport then sends what output() has and
   /// closes.

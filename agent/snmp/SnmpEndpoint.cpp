@@ -13,6 +13,7 @@
 #include "agent/Readable.h"
 #include "agent/StartError.h"
 #include "agent/Version.h"
+#include "agent/config/Settings.h"
 #include "agent/snmp/ContextCommunities.h"
 #include "agent/snmp/NetSnmp.h"
 
@@ -158,7 +159,8 @@ void SnmpEndpoint::listenAt(const std::vector<std::string>& addresses) {
   for (const std::string& address : addresses) {
     errno = 0;
     netSnmpLog_.quietIs(true);
-    const bool listening = listenOn(address.c_str());
+    const bool listening =
+        address.starts_with(kTcp) ? tcpPeers_.listenAt(address) : listenOn(address.c_str());
     netSnmpLog_.quietIs(false);
     if (!listening) {
       const std::string why = errno == 0 ? "not possible" : std::strerror(errno);

@@ -8,6 +8,7 @@
 
 #include "agent/loop/EventLoop.h"
 #include "agent/snmp/NetSnmpLog.h"
+#include "agent/snmp/TcpPeers.h"
 
 namespace Agent {
 
@@ -51,6 +52,7 @@ class SnmpEndpoint final : public RequestSource {
   Log log_;
   std::unique_ptr<FdSet> fds_;
   NetSnmpLog netSnmpLog_;
+  TcpPeers tcpPeers_;
   std::optional<Clock::time_point> next_;
 };
 

@@ -81,7 +81,7 @@ TEST_F(AgentxTest, AMasterThatIsNotThereYetIsWaitedForAndSaidOnce) {
   pause(7s);  // Several tries.
   ASSERT_TRUE(subagent_->running());
   EXPECT_EQ(readFile(scratch_.path("errors")),
-            "conmon-snmpd: no AgentX master at " + socket_ + "; trying again every 2 seconds\n");
+            "<4>no AgentX master at " + socket_ + "; trying again every 2 seconds\n");
   startMaster();
   EXPECT_TRUE(allIsServed());
 }

@@ -41,12 +41,12 @@ TEST(Start, APortInUseIsSaid) {
   const AgentUnderTest first;
   const std::string address = "udp:" + first.target();
   EXPECT_EQ(failedStart({"--listen", address}),
-            "conmon-snmpd: cannot listen on " + address + ": Address already in use\n");
+            "<3>cannot listen on " + address + ": Address already in use\n");
 }
 
 TEST(Start, AMissingPluginIsSaid) {
   EXPECT_EQ(failedStart({"--plugin", "/nonexistent/plugin.so"}),
-            "conmon-snmpd: cannot load the plug-in: /nonexistent/plugin.so: cannot open shared "
+            "<3>cannot load the plug-in: /nonexistent/plugin.so: cannot open shared "
             "object file: No such file or directory\n");
 }
 
@@ -58,24 +58,23 @@ TEST(Start, ALibraryThatIsNoPluginIsSaid) {
 TEST(Start, UnreadableFilesAreSaid) {
   const Scratch scratch;
   EXPECT_EQ(failedStart({"--feed-file", "/nonexistent"}),
-            "conmon-snmpd: --feed-file /nonexistent: No such file or directory\n");
+            "<3>--feed-file /nonexistent: No such file or directory\n");
   EXPECT_EQ(failedStart({"--snmp-conf", "/nonexistent"}),
-            "conmon-snmpd: --snmp-conf /nonexistent: No such file or directory\n");
+            "<3>--snmp-conf /nonexistent: No such file or directory\n");
   EXPECT_EQ(failedStart({"--config", "/nonexistent"}),
-            "conmon-snmpd: /nonexistent: No such file or directory\n");
+            "<3>/nonexistent: No such file or directory\n");
   EXPECT_EQ(failedStart({"--trace-file", "/nonexistent/trace"}),
-            "conmon-snmpd: --trace-file /nonexistent/trace: No such file or directory\n");
+            "<3>--trace-file /nonexistent/trace: No such file or directory\n");
   EXPECT_EQ(failedStart({"--feed", "/nonexistent/feed"}),
-            "conmon-snmpd: --feed /nonexistent/feed: No such file or directory\n");
+            "<3>--feed /nonexistent/feed: No such file or directory\n");
 }
 
 TEST(Start, AConfigurationsFaultNamesFileLineAndKey) {
   const Scratch scratch;
   const std::string path = scratch.file("agent.yaml", "community: public\ncolour: red\n");
-  EXPECT_EQ(failedStart({"--config", path}),
-            "conmon-snmpd: " + path + ":2: colour: unknown setting\n");
+  EXPECT_EQ(failedStart({"--config", path}), "<3>" + path + ":2: colour: unknown setting\n");
   EXPECT_EQ(failedStart({"--config", path, "--check-config"}),
-            "conmon-snmpd: " + path + ":2: colour: unknown setting\n");
+            "<3>" + path + ":2: colour: unknown setting\n");
 }
 
 TEST(Start, AGoodConfigurationPassesItsCheckAndNothingIsStarted) {

@@ -26,7 +26,7 @@ class Neighbours(AgentCase):
         self.good.put(f"after{self.agent.model.turns}", "icmp", address="192.0.2.1", latency=2)
         self.good.sync()
         self.assert_serves(self.agent)
-        self.assertEqual(self.agent.process.stderr, "")
+        self.assertEqual(self.agent.said(), "")
 
     def bad(self, hello=True):
         connection = self.agent.feed_connection()

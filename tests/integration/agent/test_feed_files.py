@@ -35,7 +35,7 @@ class Files(AgentCase):
         until(lambda: agent.tools.walk(access=tools.v2c("public@blue")) == agent.model.varbinds("blue"),
               "the rows of VRF blue")
         self.assertGreater(len(agent.model.varbinds()), 50)
-        self.assertEqual(agent.process.stderr, "")
+        self.assertEqual(agent.said(), "")
 
     def test_several_files_are_several_clients(self):
         other = {**HELLO, "client": "other"}
@@ -85,7 +85,7 @@ class Files(AgentCase):
         agent = self.start("--feed-file", self.scratch.file("empty.jsonl", ""))
         agent.check_alive()
         self.assertEqual(agent.tools.walk(), [])
-        self.assertEqual(agent.process.stderr, "")
+        self.assertEqual(agent.said(), "")
 
     def test_a_file_of_garbage_does_not_keep_the_agent_from_serving(self):
         agent = self.start("--feed-file", self.scratch.file("garbage", bytes(range(256)) * 50))

@@ -190,7 +190,7 @@ class NamespaceVrf(InterfacesCase):
         self.addCleanup(self.namespace_delete)
         agent = self.start_blue()
         self.expect_index(agent, "eth1@blue", 77, "blue")
-        self.assertEqual(agent.process.stderr, "")
+        self.assertEqual(agent.said(), "")
 
     def test_a_namespace_may_come_later_vanish_and_come_again(self):
         agent = self.start_blue()

@@ -36,7 +36,7 @@ class BadCommandLines(AgentCase):
                 (["word"], "word"),
                 (["--listen"], "--listen"),
                 (["--listen", "127.0.0.1:1161"], "--listen", "udp:ADDRESS:PORT", "127.0.0.1:1161"),
-                (["--listen", "tcp:127.0.0.1:1161"], "--listen", "tcp:127.0.0.1:1161"),
+                (["--listen", "sctp:127.0.0.1:1161"], "--listen", "sctp:127.0.0.1:1161"),
                 (["--listen", "udp:127.0.0.1"], "--listen"),
                 (["--listen", "udp:127.0.0.1:0"], "--listen"),
                 (["--listen", "udp:127.0.0.1:65536"], "--listen"),
@@ -77,7 +77,7 @@ class BadConfigurations(AgentCase):
 
     def test_a_bad_value_is_named_with_file_line_and_key(self):
         for line, *parts in (
-                ("listen: tcp:127.0.0.1:1161", "listen", "udp:ADDRESS:PORT"),
+                ("listen: sctp:127.0.0.1:1161", "listen", "udp:ADDRESS:PORT"),
                 ("listen: 1161", "listen"),
                 ("listen: []", "listen"),
                 ("listen: {udp: 1161}", "listen"),
@@ -177,7 +177,7 @@ class Settings(AgentCase):
             until(lambda: walker.walk(access=access) == agent.model.varbinds(), "the rows of the file")
         self.assertEqual(sockets.unix_sockets(agent.pid), {str(folder / "feed.sock")})
         until(lambda: "velmorConMonMIB:2: " in (folder / "trace.log").read_text(), "trace lines")
-        self.assertEqual(agent.process.stderr, "")
+        self.assertEqual(agent.said(), "")
 
     def test_agentx_on_the_command_line_wins_over_listen_in_the_file(self):
         config = self.scratch.file("agent.yaml", "listen: udp:127.0.0.1:1\n")
@@ -197,7 +197,7 @@ class Settings(AgentCase):
             client.sync()
         self.assert_serves(agent)
         agent.stop()
-        self.assertEqual((agent.process.stderr, agent.process.output("stdout")), ("", ""))
+        self.assertEqual((agent.said(), agent.process.output("stdout")), ("", ""))
 
 
 class Ends(AgentCase):

@@ -68,30 +68,28 @@ class Notifications(ServiceCase):
 class Logs(AgentCase):
     def setUp(self):
         super().setUp()
-        self.file = open(self.scratch.path / "journal", "w+b")
-        self.addCleanup(self.file.close)
+        self.peer = f"process {os.getpid()}, user {os.getuid()}, group {os.getgid()}"
 
-    def start_logging(self, *arguments):
-        status = os.fstat(self.file.fileno())
-        self.scratch.environment["JOURNAL_STREAM"] = f"{status.st_dev}:{status.st_ino}"
-        return self.start(*arguments, error_stream=self.file)
-
-    def lines(self):
-        return (self.scratch.path / "journal").read_text().splitlines()
-
-    def test_lines_for_the_journal_begin_with_their_priority(self):
+    def test_lines_begin_with_their_priority(self):
         records = self.scratch.file("records.jsonl", '{"op":"hello","client":"f"}\n{"op":"nope"}\n')
-        agent = self.start_logging("--feed-file", records)
-        agent.check_alive()
+        agent = self.start("--feed-file", records)
+        until(lambda: agent.log(), "the refusal")
         agent.stop()
-        self.assertEqual(len(self.lines()), 1)
-        self.assertRegex(self.lines()[0], rf"\A<4>{records}:2: op: ")
+        self.assertEqual(len(agent.log()), 1)
+        self.assertRegex(agent.said(), rf"\A<4>{records}:2: op: ")
+
+    def test_whose_records_are_fed_and_by_whom_is_always_logged(self):
+        agent = self.start()
+        with agent.client("lab") as client:
+            client.sync()
+        agent.feed_connection().close()
+        agent.stop()
+        self.assertEqual(agent.process.stderr_lines, [f'<5>feed: client "lab": {self.peer}'])
 
     def test_who_connects_is_logged_where_all_is(self):
-        agent = self.start_logging("--verbose")
-        expected = (f"<6>feed: connection from process {os.getpid()}, user {os.getuid()}, "
-                    f"group {os.getgid()}")
-        until(lambda: expected in self.lines(), lambda: f"{expected!r} among {self.lines()}")
+        agent = self.start("--verbose")
+        expected = f"<6>feed: connection from {self.peer}"
+        until(lambda: expected in agent.process.stderr_lines, lambda: f"{expected!r} of {agent.process}")
         agent.stop()
 
     def test_no_secret_is_logged(self):

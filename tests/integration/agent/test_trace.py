@@ -40,7 +40,7 @@ class Trace(AgentCase):
         agent = self.start("--trace", ASKED)
         self.work(agent)
         agent.stop()
-        lines = self.parse(agent.process.stderr)
+        lines = self.parse(agent.said())
         self.assertEqual(agent.process.output("stdout"), "")
         self.assertEqual({unit for unit, _, _ in lines},
                          {"ConnectivityMonitorSnmpTableSm", "velmorConMonMIB"})
@@ -74,7 +74,7 @@ class Trace(AgentCase):
                     agent = self.start("--trace", f"{unit}={level}", name=f"{unit}{level}")
                     self.work(agent)
                     agent.stop()
-                    lines = self.parse(agent.process.stderr)
+                    lines = self.parse(agent.said())
                     self.assertLessEqual({named for named, _, _ in lines}, {unit})
                     self.assertLessEqual(max((at for _, at, _ in lines), default=0), level)
                     if unit == "ConnectivityMonitorSnmpTableSm" and level >= 6:
@@ -87,7 +87,7 @@ class Trace(AgentCase):
         # Whole lines are there at once, not only at the end.
         until(lambda: "velmorConMonMIB:2: Unregistering" in path.read_text(), "the lines")
         self.parse(path.read_text())
-        self.assertEqual(agent.process.stderr, "")
+        self.assertEqual(agent.said(), "")
 
     def test_a_trace_file_is_continued(self):
         path = self.scratch.file("trace.log", "before\n")
@@ -107,7 +107,7 @@ class Trace(AgentCase):
         agent = self.start()
         self.work(agent)
         agent.stop()
-        self.assertEqual(agent.process.stderr, "")
+        self.assertEqual(agent.said(), "")
 
     def test_a_name_with_a_line_end_makes_no_line_of_its_own(self):
         path = self.scratch.path / "trace.log"
@@ -120,7 +120,7 @@ class Trace(AgentCase):
                     client.sync()
                 agent.tools.walk()
                 agent.stop()
-                lines = self.parse(path.read_text() if to_file else agent.process.stderr)
+                lines = self.parse(path.read_text() if to_file else agent.said())
                 self.assertEqual([text for _, _, text in lines if text.startswith("forged")], [])
                 shown = (r"request GET for column velmorHttpProbeClient, "
                          r"key labx\x0avelmorConMonMIB:0: forged\x1b\x7fu0")

@@ -43,17 +43,17 @@ def children(pid):
 class Quickstart(AgentCase):
     def begin(self, path=None, programs=None):
         """`path` is a folder in front of PATH; `programs` the folder of the programs."""
-        port, self.web_port = free_port(socket.SOCK_DGRAM), free_port(socket.SOCK_STREAM)
+        self.port, self.web_port = free_port(socket.SOCK_STREAM), free_port(socket.SOCK_STREAM)
         self.namespace = f"conmon-quick-{os.getpid()}"
         environment = {**self.scratch.environment, "CONMON_BIN": str(programs or PROBER.parent)}
         if path:
             environment["PATH"] = f"{path}:{environment['PATH']}"
         self.process = Process(
-            "quickstart", [places.ROOT / "scripts/quickstart.sh", port, self.web_port, self.namespace,
+            "quickstart", [places.ROOT / "scripts/quickstart.sh", self.port, self.web_port, self.namespace,
                            self.scratch.path], self.scratch, environment)
         self.addCleanup(self.process.close)
         self.addCleanup(self.process_ends_by, signal.SIGTERM)
-        self.tools = Tools(self.scratch, f"127.0.0.1:{port}")
+        self.tools = Tools(self.scratch, f"127.0.0.1:{self.port}")
 
     def process_ends_by(self, number):
         """It ends with status 0, nothing of it is left, and nothing spoke of an error."""
@@ -91,6 +91,7 @@ class Quickstart(AgentCase):
                 row("tcp", "web", "127.0.0.1", self.web_port): ANSWERED,
                 row("http", "web", web): ANSWERED,
                 row("http", "localhost", f"http://localhost:{self.web_port}/"): ANSWERED,
+                row("tcp", "agent", "127.0.0.1", self.port): ANSWERED,
                 row("tcp", "nobody", "127.0.0.1", 9): NO_ANSWER}
 
     def program_folder(self, name, **scripts):

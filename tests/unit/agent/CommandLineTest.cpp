@@ -112,8 +112,9 @@ TEST(CommandLine, FaultsNameTheOption) {
   EXPECT_NE(errorOf({"--bogus"}).find("--bogus"), std::string::npos);
   EXPECT_NE(errorOf({"stray"}).find("stray"), std::string::npos);
   EXPECT_NE(errorOf({"--feed"}).find("--feed"), std::string::npos);
-  EXPECT_EQ(errorOf({"--listen", "here"}),
-            "--listen: expected udp:ADDRESS:PORT or udp6:[ADDRESS]:PORT, not \"here\"");
+  EXPECT_EQ(
+      errorOf({"--listen", "here"}),
+      "--listen: expected udp:ADDRESS:PORT, udp6:[ADDRESS]:PORT or tcp:ADDRESS:PORT, not \"here\"");
   EXPECT_EQ(errorOf({"--trace", "velmorConMonMIB=10"}),
             "--trace: \"10\" is no level of velmorConMonMIB; levels are 0 to 9");
   EXPECT_EQ(errorOf({"--trace", "Nobody=1"}).substr(0, 30), "--trace: \"Nobody\" is no unit; ");

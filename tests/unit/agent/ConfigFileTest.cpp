@@ -90,7 +90,8 @@ TEST(ConfigFile, EachFaultNamesFileLineAndKey) {
   EXPECT_EQ(errorOf("feed-file: []\n"), "agent.yaml:1: feed-file: expected at least one");
   EXPECT_EQ(errorOf("feed-file:\n- a\n- {}\n"), "agent.yaml:3: feed-file: expected a text");
   EXPECT_EQ(errorOf("listen:\n- udp:127.0.0.1:1161\n- localhost\n"),
-            "agent.yaml:3: listen: expected udp:ADDRESS:PORT or udp6:[ADDRESS]:PORT, not "
+            "agent.yaml:3: listen: expected udp:ADDRESS:PORT, udp6:[ADDRESS]:PORT or "
+            "tcp:ADDRESS:PORT, not "
             "\"localhost\"");
   EXPECT_EQ(errorOf("community: a b\n"),
             "agent.yaml:1: community: expected 1 to 64 printable ASCII characters without blanks");

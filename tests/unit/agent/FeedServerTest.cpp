@@ -36,6 +36,7 @@ class FeedServerTest : public testing::Test {
     server_ = std::make_unique<FeedServer>(
         loop_, path_.string(), clients_, queue_, nullptr,
         [this](const std::string& line) { log_.push_back(line); },
+        [this](const std::string& line) { noted_.push_back(line); },
         [this](const std::string& line) { told_.push_back(line); },
         [this](int listening) {
           if (shortage_ != 0) {
@@ -104,6 +105,7 @@ class FeedServerTest : public testing::Test {
   ClientRegistry clients_{clock_.now(), [](const Pomel::String&) {}};
   std::unique_ptr<FeedServer> server_;
   std::vector<std::string> log_;
+  std::vector<std::string> noted_;
   std::vector<std::string> told_;
   int shortage_ = 0;  ///< What accept fails with, as errno; 0 for nothing.
 };
@@ -231,7 +233,7 @@ TEST_F(FeedServerTest, AFullQueueHoldsTheClientBackAndLosesNothing) {
   OperationQueue small(10);
   FeedServer server(
       loop_, path_.string(), clients_, small, nullptr, [](const std::string&) {},
-      [](const std::string&) {});
+      [](const std::string&) {}, [](const std::string&) {});
   loop_.workAdd(server);
   const Fd client = connected();
   std::string lines = "{\"op\":\"hello\",\"client\":\"a\"}\n";
@@ -254,7 +256,7 @@ TEST_F(FeedServerTest, AClientWhoseLastLineFilledTheQueueIsReadAgainWhenThereIsR
   OperationQueue small(1);
   FeedServer server(
       loop_, path_.string(), clients_, small, nullptr, [](const std::string&) {},
-      [](const std::string&) {});
+      [](const std::string&) {}, [](const std::string&) {});
   loop_.workAdd(server);
   const Fd client = connected();
   const std::string change = "{\"op\":\"removeClient\"}\n";
@@ -376,7 +378,19 @@ TEST_F(FeedServerTest, EachConnectionIsLoggedWithItsPeer) {
   const std::string line = fmt::format("feed: connection from process {}, user {}, group {}",
                                        getpid(), getuid(), getgid());
   EXPECT_EQ(told_, (std::vector{line, line}));
+  EXPECT_TRUE(noted_.empty());
   EXPECT_TRUE(log_.empty());
+}
+
+TEST_F(FeedServerTest, EachClientIsNotedOnceWithItsPeer) {
+  serve();
+  const Fd client = connected();
+  sendTo(client, "x\n{\"op\":\"hello\",\"client\":\"a\\nb\"}\n{\"op\":\"removeClient\"}\n");
+  turns();
+  sendTo(client, "{\"op\":\"removeClient\"}\n");
+  turns();
+  EXPECT_EQ(noted_, std::vector{fmt::format(R"(feed: client "a\nb": process {}, user {}, group {})",
+                                            getpid(), getuid(), getgid())});
 }
 
 }  // namespace

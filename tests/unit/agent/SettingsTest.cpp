@@ -36,9 +36,9 @@ TEST(Settings, AnAddressAboveHidesAMasterBelowAndTheOtherWayRound) {
   EXPECT_FALSE(overlaid(subagent, listens).listen);
 }
 
-TEST(ListenAddress, UdpAddressesWithAPortAreTaken) {
-  for (const char* good :
-       {"udp:127.0.0.1:1161", "udp:0.0.0.0:161", "udp6:[::1]:1161", "udp6:[2001:db8::1]:65535"}) {
+TEST(ListenAddress, AddressesWithAPortAreTaken) {
+  for (const char* good : {"udp:127.0.0.1:1161", "udp:0.0.0.0:161", "udp6:[::1]:1161",
+                           "udp6:[2001:db8::1]:65535", "tcp:127.0.0.1:1161"}) {
     EXPECT_FALSE(checkListenAddress(good)) << good;
   }
 }
@@ -47,12 +47,13 @@ TEST(ListenAddress, AnythingElseIsRefused) {
   for (const char* bad :
        {"", "udp:", "127.0.0.1:1161", "udp:127.0.0.1", "udp:127.0.0.1:", "udp:127.0.0.1:0",
         "udp:127.0.0.1:65536", "udp:127.0.0.1:+1", "udp:localhost:1161", "udp:1161",
-        "tcp:127.0.0.1:1161", "udp:::1:1161", "udp6:::1:1161", "udp6:[::1]",
+        "tcp6:[::1]:1161", "tcp:[::1]:1161", "udp:::1:1161", "udp6:::1:1161", "udp6:[::1]",
         "udp6:[127.0.0.1]:1161", "udp6:[::1:1161"}) {
     const auto expected = checkListenAddress(bad);
     ASSERT_TRUE(expected) << bad;
     EXPECT_EQ(expected->what,
-              "expected udp:ADDRESS:PORT or udp6:[ADDRESS]:PORT, not \"" + std::string(bad) + "\"");
+              "expected udp:ADDRESS:PORT, udp6:[ADDRESS]:PORT or tcp:ADDRESS:PORT, not \"" +
+                  std::string(bad) + "\"");
   }
 }
 

@@ -36,7 +36,7 @@ class AgentCase(unittest.TestCase):
         self.assertEqual(process.output("stdout"), "")
         self.assertEqual(len(process.stderr_lines), 1, str(process))
         line = process.stderr_lines[0]
-        self.assertTrue(line.startswith("conmon-snmpd: "), line)
+        self.assertTrue(line.startswith("<3>"), line)
         for part in parts:
             self.assertIn(str(part), line)
 

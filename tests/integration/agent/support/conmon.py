@@ -86,9 +86,14 @@ class Agent:
         if answer != {"ok": True}:
             raise AssertionError(f"hello was answered {answer}")
 
+    def said(self):
+        """What it wrote to standard error so far, but for notices of whose records it is fed: these
+        are always there, and of the test's making."""
+        return "".join(f"{line}\n" for line in self.process.stderr_lines if not line.startswith("<5>"))
+
     def log(self):
-        """What it said so far, a line at a time, without the program's name."""
-        return [line.removeprefix("conmon-snmpd: ") for line in self.process.stderr_lines]
+        """The same a line at a time, without the priorities."""
+        return [line[len("<4>"):] for line in self.said().splitlines()]
 
     def stop(self, number=signal.SIGTERM):
         """Ends it as its user does, while its clients here are still connected. It has to end by
