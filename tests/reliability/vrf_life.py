@@ -18,6 +18,7 @@ from support.conmon import Agent
 from support.process import Scratch
 from support.walking import END
 
+SUPPRESSIONS = pathlib.Path(__file__).resolve().parent / "valgrind.supp"
 RECYCLED = 8  # names that take turns
 LIMIT = 256  # the default of max-contexts
 
@@ -27,7 +28,8 @@ MOST_PER_CYCLE = 64
 
 # Valgrind's own, as an exit code: any error of memory, and memory that nothing leads to any more.
 VALGRIND = ["valgrind", "--quiet", "--error-exitcode=99", "--leak-check=full",
-            "--show-leak-kinds=definite", "--errors-for-leak-kinds=definite", "--num-callers=30"]
+            "--show-leak-kinds=definite", "--errors-for-leak-kinds=definite", "--num-callers=30",
+            f"--suppressions={SUPPRESSIONS}"]
 
 PROBES = (("icmp", {"address": "192.0.2.1", "latency": 1.5}),
           ("http", {"url": "http://192.0.2.1/", "responseTime": 2.5}),
