@@ -1,6 +1,6 @@
 # Short names for the scripts, for who has make. Nothing is decided here.
 
-.PHONY: build run test demo bench churn vrf-life faults model package mutations packet-cost clean
+.PHONY: build run test demo bench churn vrf-life faults model package coverage mutations packet-cost clean
 
 build:
 	@scripts/setup.sh run
@@ -27,6 +27,9 @@ model:
 package:
 	@scripts/setup.sh run
 	@scripts/package.sh release
+
+coverage:
+	@scripts/coverage.sh
 
 mutations:
 	@scripts/mutations.sh

@@ -17,3 +17,6 @@ test_packages='
   clang clang-format clang-tidy libclang-rt-dev cppcheck
   systemd fakeroot
   snmpd smitools fping python3 python3-yaml python3-jsonschema'
+
+# For scripts/coverage.sh, on top of both.
+coverage_packages='llvm'

@@ -1,7 +1,8 @@
 #!/bin/sh
-# usage: scripts/setup.sh run|test
+# usage: scripts/setup.sh run|test|coverage
 #
-# Makes sure that everything is there to build and run the agent (run), or to pass its tests (test).
+# Makes sure that everything is there to build and run the agent (run), to pass its tests (test), or
+# to see what they reach (coverage).
 # Installs what is missing with apt. When nothing is missing it changes nothing and uses no network.
 # Where it may not install, it prints the command that would and fails.
 set -eu
@@ -12,8 +13,9 @@ cd "$(dirname "$0")/.."
 case ${1-} in
   run) wanted=$run_packages ;;
   test) wanted="$run_packages $test_packages" ;;
+  coverage) wanted="$run_packages $test_packages $coverage_packages" ;;
   *)
-    echo 'usage: scripts/setup.sh run|test' >&2
+    echo 'usage: scripts/setup.sh run|test|coverage' >&2
     exit 2
     ;;
 esac
