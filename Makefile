@@ -1,6 +1,6 @@
 # Short names for the scripts, for who has make. Nothing is decided here.
 
-.PHONY: build run test demo bench churn vrf-life faults model package coverage mutations packet-cost clean
+.PHONY: build run test demo bench churn vrf-life faults model fuzz package coverage mutations packet-cost clean
 
 build:
 	@scripts/setup.sh run
@@ -23,6 +23,9 @@ churn vrf-life faults:
 
 model:
 	@scripts/model.sh
+
+fuzz:
+	@scripts/fuzz.sh
 
 package:
 	@scripts/setup.sh run

@@ -15,7 +15,10 @@ int main(int argc, char** argv) {
   const std::vector<std::string> folders(argv + 1, argv + argc);
   std::size_t count = 0;
   for (const std::string& folder : folders) {
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+      if (!entry.is_regular_file()) {
+        continue;
+      }
       std::ifstream file(entry.path(), std::ios::binary);
       const std::vector<char> chars{std::istreambuf_iterator<char>(file), {}};
       const std::vector<std::uint8_t> bytes(chars.begin(), chars.end());

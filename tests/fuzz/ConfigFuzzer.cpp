@@ -5,9 +5,11 @@
 #include <string>
 #include <string_view>
 
+#include "FuzzInput.h"
 #include "agent/config/ConfigFile.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const WithinASecond limit;
   const std::string text(reinterpret_cast<const char*>(data), size);
   try {
     static_cast<void>(Agent::parseConfig(text, "conmon.yaml"));

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "FuzzInput.h"
 #include "Ubo/YieldPolicy.h"
 #include "agent/feed/Session.h"
 
@@ -17,15 +18,10 @@ class NeverYield final : public Ubo::YieldPolicy {
   bool shouldYield() override { return false; }
 };
 
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const WithinASecond limit;
   const std::string_view input(reinterpret_cast<const char*>(data), size);
   Agent::OperationQueue queue(1000);
   Agent::ClientRegistry clients([] { return std::chrono::steady_clock::time_point(); },

@@ -5,23 +5,15 @@
 #include <span>
 #include <vector>
 
+#include "FuzzInput.h"
 #include "monitor/icmp/Wire.h"
 
 using namespace Monitor::Icmp;
 
-namespace {
-
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
-
-}  // namespace
-
 // The first octet chooses the framing; the others are a packet, in a buffer of their own so that
 // reading behind their end is found.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const WithinASecond limit;
   if (size == 0) {
     return 0;
   }
