@@ -5,7 +5,7 @@
 # Builds the fuzz programs with the sanitizers and runs each for SECONDS (60), as many at a time as
 # there are processors: first those of libFuzzer, then mutated SNMP packets against a live agent.
 # Prints the executions of each and of all; fails on a crash, a report of a sanitizer, an input that
-# takes over a second of processor time or 2 GB. What they find is kept in build/asan/tests/fuzz/NAME.found/, inputs
+# takes over five seconds of this unoptimised build or 2 GB. What they find is kept in build/asan/tests/fuzz/NAME.found/, inputs
 # that led on and inputs that failed (crash-*, timeout-*, oom-*) alike; the next run begins with them.
 #
 # --coverage prints how many of the functions of our code the corpora reach, with what was found on
