@@ -15,8 +15,8 @@ inline void require(bool holds) {
 }
 
 /// An input that would take a release more than a second is a finding. By the processor's time, not
-/// the clock's, as a busy machine is none; unoptimised and with sanitizers, five stand for less than
-/// one.
+/// the clock's, as a busy machine is none; unoptimised and with sanitizers, five stand for less
+/// than one.
 class WithinASecond {
  public:
   WithinASecond() = default;

@@ -4,7 +4,7 @@ Real requests of SNMPv1, v2c and v3 (discovery, plain, signed, encrypted) are re
 tools, then changed in the ways in which BER decoders have been broken before: lengths that lie,
 integers that are negative, huge or empty, wrong tags, elements doubled, dropped, exchanged and nested
 deeply, messages cut short and grown. After each burst the agent has to answer a plain GET, having
-used less than five seconds of processor time, unoptimised, for all of it. A build with sanitizers has to end without a
+used less than five seconds of processor time, unoptimised, for all of it. A build with sanitizers
 report.
 
 usage: snmp_packets.py AGENT [--seconds N] [--seed N] [--corpus FOLDER]
