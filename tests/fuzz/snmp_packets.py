@@ -5,7 +5,7 @@ tools, then changed in the ways in which BER decoders have been broken before: l
 integers that are negative, huge or empty, wrong tags, elements doubled, dropped, exchanged and nested
 deeply, messages cut short and grown. After each burst the agent has to answer a plain GET, having
 used less than five seconds of processor time, unoptimised, for all of it. A build with sanitizers
-report.
+has to end without a report.
 
 usage: snmp_packets.py AGENT [--seconds N] [--seed N] [--corpus FOLDER]
 """
