@@ -25,6 +25,7 @@ class Program {
   explicit Program(const CommandLine& line);
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
+  ~Program();
 
   /// Returns the exit code.
   [[nodiscard]] int run();
