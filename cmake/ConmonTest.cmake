@@ -28,3 +28,24 @@ function(conmon_add_test name)
     POSITION_INDEPENDENT_CODE OFF)
   gtest_discover_tests(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ${arg_PROPERTIES})
 endfunction()
+
+# conmon_add_python_suites(ROOM ENVIRONMENT name=value...)
+#
+# Each test_*.py of the current folder, as the test integration.ROOM.NAME. The longest of all tests are
+# among them, so they are begun first.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+function(conmon_add_python_suites room)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "ENVIRONMENT")
+  file(GLOB files CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} test_*.py)
+  foreach(file IN LISTS files)
+    cmake_path(GET file STEM name)
+    add_test(NAME integration.${room}.${name}
+      COMMAND Python3::Interpreter -B -m unittest -v ${name}
+      WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+    set_tests_properties(integration.${room}.${name} PROPERTIES
+      TIMEOUT 900
+      COST 100
+      SKIP_REGULAR_EXPRESSION "UNAVAILABLE: "
+      ENVIRONMENT "${arg_ENVIRONMENT}")
+  endforeach()
+endfunction()

@@ -4,7 +4,8 @@
 # Starts the agent with the example records, the prober with examples/quickstart.yaml and what that
 # probes, and waits. SIGINT or SIGTERM ends all of them, and this with status 0; one that ends by
 # itself ends the others, and this with status 1. With arguments: at other ports, with another
-# namespace, and with its sockets in a folder; the agent answers at PORT by UDP and by TCP. CONMON_BIN is where the programs are.
+# namespace, and with its sockets in a folder; the agent answers at PORT by UDP and by TCP.
+# CONMON_BIN is where the programs are.
 set -eu
 
 cd "$(dirname "$0")/.."

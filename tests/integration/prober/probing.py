@@ -81,7 +81,7 @@ class Prober:
         self._scratch = scratch
         self._head = f"client: {client}\nstatus-socket: status.sock\n"
         self._agent_socket = agent_socket
-        self._status = scratch.path / "status.sock"
+        self.status_socket = scratch.path / "status.sock"
         self.config = scratch.path / "probes.yaml"
         self.process = None
 
@@ -106,7 +106,7 @@ class Prober:
     def status(self):
         with socket.socket(socket.AF_UNIX) as reader:
             reader.settimeout(PATIENCE)
-            reader.connect(str(self._status))
+            reader.connect(str(self.status_socket))
             with reader.makefile("rb") as stream:
                 return json.loads(stream.read())
 

@@ -1,9 +1,14 @@
 """SIGHUP: only what changed is restarted, and a file that cannot be used changes nothing."""
 
+import os
+import pathlib
+import subprocess
 import unittest
 
-from probing import ANSWERED, ProberCase
-from support.waiting import until
+from probing import ANSWERED, PROBER, ProberCase
+from support.waiting import PATIENCE, until
+
+CTL = pathlib.Path(os.environ.get("CONMONCTL", PROBER.parent / "conmonctl"))
 
 # Rounds that can be held for as long as a test takes.
 HELD = ", interval: 30min, timeout: 20min"
@@ -47,6 +52,14 @@ class Reloads(ProberCase):
         self.wait_for_news(expected[0].host)
         self.assertEqual(self.rows(), expected)
 
+    def error_shown(self):
+        """What conmonctl tells of the last load that failed; empty when the last one did not."""
+        done = subprocess.run([CTL, "--socket", self.agent.feed_path, "stats",
+                               "--probed-socket", self.prober.status_socket],
+                              check=True, capture_output=True, text=True, timeout=PATIENCE)
+        told = [line for line in done.stdout.splitlines() if line.startswith("error of the last load")]
+        return told[0] if told else ""
+
     def test_a_file_that_cannot_be_used_changes_nothing_and_is_told(self):
         good = self.tcp("good")
         expected = self.write(good)
@@ -56,6 +69,7 @@ class Reloads(ProberCase):
             self.write(self.http("other"), more=text)
             self.prober.reload()
             self.assertIn(what, self.prober.status()["configuration"]["error"])
+            self.assertIn(what, self.error_shown())
             errors = [line for line in self.prober.process.stderr_lines if line.startswith("<3>")]
             self.assertTrue(errors and all("probes.yaml:" in line for line in errors[-1:]), errors)
             self.wait_for_news("good")
@@ -67,6 +81,7 @@ class Reloads(ProberCase):
         expected = self.write(self.http("other"))
         self.prober.reload()
         self.assertIsNone(self.prober.status()["configuration"]["error"])
+        self.assertEqual(self.error_shown(), "")
         self.wait_for_rows(expected)
 
 
