@@ -1,7 +1,8 @@
 # conmon_add_fuzzer(NAME SOURCES file... CORPUS folder [LIBRARIES target...] [OPTIONS option...])
 #
 # SOURCES define LLVMFuzzerTestOneInput. With CONMON_FUZZ the program is linked with libFuzzer, and
-# the test fuzz.NAME searches on from the corpus for a while. In every other build it is linked with
+# the test fuzz.NAME searches on from the corpus for a while, by the same seed in each run: what fails
+# once fails again. `make fuzz` takes any seed. In every other build it is linked with
 # a main that feeds it each file of the corpus once, so that what was once found stays fixed.
 # OPTIONS are libFuzzer's.
 set(CONMON_FUZZ_MAIN "${CMAKE_CURRENT_LIST_DIR}/fuzz_replay_main.cpp")
@@ -25,7 +26,7 @@ function(conmon_add_fuzzer name)
     set(found "${CMAKE_CURRENT_BINARY_DIR}/${name}.found")
     file(MAKE_DIRECTORY "${found}")
     add_test(NAME fuzz.${name} COMMAND ${name}
-      -max_total_time=${CONMON_FUZZ_SECONDS} -timeout=60 ${arg_OPTIONS} -rss_limit_mb=2048 -print_final_stats=1
+      -seed=1 -max_total_time=${CONMON_FUZZ_SECONDS} -timeout=60 ${arg_OPTIONS} -rss_limit_mb=2048 -print_final_stats=1
       "-artifact_prefix=${found}/" "${found}" "${corpus}")
     math(EXPR limit "${CONMON_FUZZ_SECONDS} + 100")
     set_tests_properties(fuzz.${name} PROPERTIES TIMEOUT ${limit})
