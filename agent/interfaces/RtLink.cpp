@@ -47,15 +47,16 @@ What linkOf(const nlmsghdr& header) {
   return name.empty() ? What() : LinkPresent{index, std::move(name)};
 }
 
-/// The number at the start of the payload: an error, negative, or 0. Absent: an answer without a
-/// word is no success.
+/// The number at the start of the payload: an error, negative, or 0. Absent when it is neither: an
+/// answer without a word is no success, nor is one with a word that the kernel does not have.
 std::optional<int> errorOf(const nlmsghdr& header) {
+  constexpr int kLastError = 4095;  // Of the kernel, MAX_ERRNO.
   int error = 0;
   if (mnl_nlmsg_get_payload_len(&header) < sizeof error) {
     return std::nullopt;
   }
   std::memcpy(&error, mnl_nlmsg_get_payload(&header), sizeof error);
-  return -error;
+  return error <= 0 && error >= -kLastError ? std::optional(-error) : std::nullopt;
 }
 
 What whatOf(const nlmsghdr& header) {

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "monitor/config/Document.h"
 #include "monitor/config/HostReader.h"
 #include "monitor/config/Map.h"
 #include "monitor/config/Names.h"
@@ -79,12 +80,7 @@ class Reader {
 Config parseConfig(const std::string& text, const std::string& path) {
   YAML::Node root;
   try {
-    const std::vector<YAML::Node> documents = YAML::LoadAll(text);
-    if (documents.size() > 1) {
-      throw ConfigError({fmt::format("{}:{}: expected one document, found {}", path,
-                                     documents[1].Mark().line + 1, documents.size())});
-    }
-    root = documents.empty() ? YAML::Node() : documents.front();
+    root = soleDocument(text);
   } catch (const YAML::Exception& error) {
     throw ConfigError({fmt::format("{}:{}: {}", path, error.mark.line + 1, error.msg)});
   }

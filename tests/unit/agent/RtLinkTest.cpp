@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <random>
 
 #include "LinkTesting.h"
@@ -127,6 +128,16 @@ TEST(RtLink, ADatagramThatIsCutOffAnywhereIsBroken) {
   for (std::size_t size = 1; size < whole.size(); ++size) {
     EXPECT_FALSE(parse(Octets(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size))))
         << size;
+  }
+}
+
+TEST(RtLink, AnEndWhoseErrorTheKernelDoesNotHaveIsNoSuccess) {
+  for (const int word :
+       {1, 4711, -4096, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+    Octets message = head(NLMSG_DONE, 3);
+    append(message, word);
+    seal(message);
+    EXPECT_EQ(std::get<AnswerEnd>(parse(message)->at(0).what), AnswerEnd{EBADMSG}) << word;
   }
 }
 

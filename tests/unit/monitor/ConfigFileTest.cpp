@@ -171,7 +171,14 @@ TEST(ConfigFile, AYamlErrorHasItsLine) {
 
 TEST(ConfigFile, ASecondDocumentIsRefused) {
   EXPECT_THAT(problemsOf(kHead + "hosts: []\n---\nclient: b\n"),
-              ElementsAre("f.yaml:5: expected one document, found 2"));
+              ElementsAre("f.yaml:4: expected one document, here begins another"));
+}
+
+TEST(ConfigFile, ATextInWhichYamlFindsDocumentsWithoutEndIsRefused) {
+  for (const char* text : {",U", ",lient: a\nagent: {socket: s}\nhosts: []\n"}) {
+    EXPECT_THAT(problemsOf(text),
+                ElementsAre("f.yaml:1: expected one document, here begins another"));
+  }
 }
 
 TEST(ConfigFile, AFaultyHeaderIsNamedButNeverShown) {
