@@ -46,7 +46,10 @@ FeedClient::FeedClient(const std::string& socketPath) : fd_(socket(AF_UNIX, SOCK
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
-  if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+  // The socket has its name a moment before it listens.
+  if (!eventually([&] {
+        return connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+      })) {
     throw std::runtime_error("cannot connect to " + socketPath);
   }
   const timeval longest{60, 0};
@@ -85,15 +88,26 @@ void FeedClient::tell(const std::vector<std::string>& lines) {
 }
 
 AgentUnderTest::AgentUnderTest(const std::vector<std::string>& more) {
+  // Another test may take the port between our choice of it and the agent's start.
+  constexpr int kTries = 5;
+  for (int i = 0; i < kTries && !start(more); ++i) {
+    port_ = freePort();
+  }
+  if (!child_->running()) {
+    throw std::runtime_error("the agent did not come up: " + errors());
+  }
+}
+
+bool AgentUnderTest::start(const std::vector<std::string>& more) {
   std::vector<std::string> words{CONMON_AGENT,          "--plugin", CONMON_PLUGIN,    "--feed",
                                  scratch_.path("feed"), "--listen", "udp:" + target()};
   words.insert(words.end(), more.begin(), more.end());
   child_ = std::make_unique<Child>(words, scratch_.path("out"), scratch_.path("errors"));
   // The feed's socket is opened after the others, so requests are taken once it is there.
-  const auto up = [this] { return !child_->running() || std::filesystem::exists(feedPath()); };
-  if (!eventually(up) || !child_->running()) {
+  if (!eventually([this] { return !child_->running() || std::filesystem::exists(feedPath()); })) {
     throw std::runtime_error("the agent did not come up: " + errors());
   }
+  return errors().find("Address already in use") == std::string::npos;
 }
 
 int AgentUnderTest::stop() {

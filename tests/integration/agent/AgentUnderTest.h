@@ -69,6 +69,9 @@ class AgentUnderTest {
   [[nodiscard]] Varbinds walk(const std::string& community) const;
 
  private:
+  /// False when the port was taken. Throws when nothing comes of the start.
+  [[nodiscard]] bool start(const std::vector<std::string>& more);
+
   Scratch scratch_;
   int port_ = freePort();
   std::unique_ptr<Child> child_;
