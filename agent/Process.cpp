@@ -41,9 +41,7 @@ SnmpSettings snmpSettings(const Settings& settings) {
 /// The state store's directories that meet the outside.
 struct Store {
   Qiv::Dir::Ptr root = Qiv::make<Qiv::Dir>("");
-  PluginInputs inputs{Qiv::dirAt(root, "connectivityMonitor/status"),
-                      Qiv::dirAt(root, "snmp/connectivityMonitor/conMonMib"),
-                      Qiv::make<IntfSnmp::IfMib>()};
+  PluginInputs inputs = pluginInputsAt(root);
 
   Store() {
     Qiv::dirAt(root, "snmp")->entityIs("ifMib", inputs.ifMib);

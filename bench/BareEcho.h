@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <stdexcept>
@@ -11,7 +12,7 @@
 #include "monitor/icmp/KernelSocket.h"
 
 /// The same echo requests and replies as the prober's, by the same system calls on a socket of the
-/// same kind, and nothing else: what a packet costs whoever measures.
+/// same kind, as many at a time as it takes, and nothing else: what packets cost whoever measures.
 class BareEcho final : Monitor::Icmp::PacketSink {
  public:
   explicit BareEcho(const std::vector<std::string>& addresses) {
@@ -33,8 +34,8 @@ class BareEcho final : Monitor::Icmp::PacketSink {
     auto next = Monitor::Clock::now();
     for (const auto end = next + time; next < end; next += kBeat) {
       std::this_thread::sleep_until(next);
-      for (int i = 0; i < perBeat; ++i) {
-        sendOne();
+      for (int left = perBeat; left > 0; left -= static_cast<int>(outgoing_.size())) {
+        send(std::min(static_cast<std::size_t>(left), Monitor::Icmp::KernelSocket::kMostAtOnce));
       }
       socket_->receive(batch_, time_);
     }
@@ -46,12 +47,16 @@ class BareEcho final : Monitor::Icmp::PacketSink {
  private:
   static constexpr std::uint16_t kIdentifier = 0x6265;
 
-  void sendOne() {
-    const auto n = static_cast<std::size_t>(sent_++);
-    const Monitor::Icmp::Echo echo{socket_->identifier(), static_cast<std::uint16_t>(n), {n, 0, 0}};
-    const Monitor::Icmp::Outgoing request{&targets_[n % targets_.size()],
-                                          Monitor::Icmp::writeRequest(socket_->framing(), echo)};
-    socket_->send({&request, 1});
+  void send(std::size_t count) {
+    outgoing_.clear();
+    for (; outgoing_.size() < count; ++sent_) {
+      const auto n = static_cast<std::size_t>(sent_);
+      const Monitor::Icmp::Echo echo{
+          socket_->identifier(), static_cast<std::uint16_t>(n), {n, 0, 0}};
+      outgoing_.push_back(
+          {&targets_[n % targets_.size()], Monitor::Icmp::writeRequest(socket_->framing(), echo)});
+    }
+    socket_->send(outgoing_);
   }
 
   void received(std::span<const std::uint8_t> /*bytes*/, const Monitor::IpAddress& /*from*/,
@@ -64,6 +69,7 @@ class BareEcho final : Monitor::Icmp::PacketSink {
 
   std::vector<Monitor::SocketAddress> targets_;
   std::unique_ptr<Monitor::Icmp::KernelSocket> socket_;
+  std::vector<Monitor::Icmp::Outgoing> outgoing_;
   Monitor::Icmp::ReceiveBatch batch_;
   Monitor::Icmp::SteadyTime time_;
   long sent_ = 0, answered_ = 0;

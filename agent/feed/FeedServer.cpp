@@ -186,8 +186,11 @@ void FeedServer::send(Connection& connection) {
 }
 
 void FeedServer::noteHello(Connection& connection) {
-  const auto client = connection.session.client();
-  if (client && !std::exchange(connection.noted, true)) {
+  if (connection.noted) {
+    return;
+  }
+  if (const auto client = connection.session.client()) {
+    connection.noted = true;
     note_(fmt::format("feed: client {}: {}", quote(*client), peerOf(connection.fd)));
   }
 }

@@ -34,6 +34,11 @@ Qiv::Entity::Ptr entityIn(const Qiv::Entity::Ptr& owner, std::string_view attrib
 
 }  // namespace
 
+PluginInputs pluginInputsAt(const Qiv::Dir::Ptr& root) {
+  return {Qiv::dirAt(root, "connectivityMonitor/status"),
+          Qiv::dirAt(root, "snmp/connectivityMonitor/conMonMib"), Qiv::make<IntfSnmp::IfMib>()};
+}
+
 PluginHost::PluginHost(const std::string& path, Qiv::Dir::Ptr dir) : dir_(std::move(dir)) {
   if (dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE) == nullptr) {
     throw StartError(fmt::format("cannot load the plug-in: {}", dlerror()));

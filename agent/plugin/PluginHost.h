@@ -15,6 +15,9 @@ struct PluginInputs {
   IntfSnmp::IfMib::Ptr ifMib;
 };
 
+/// Empty ones, whose directories are at their places below the store's root.
+[[nodiscard]] PluginInputs pluginInputsAt(const Qiv::Dir::Ptr& root);
+
 /// The plug-in, loaded at run time and reached by type and attribute names only. It stays loaded
 /// for the life of the process: net-snmp keeps its handlers for the default VRF to the end.
 class PluginHost {

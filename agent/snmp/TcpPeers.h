@@ -34,7 +34,7 @@ class TcpPeers {
  private:
   using Transport = netsnmp_transport_s;
   struct Peer {
-    std::uint64_t heard = 0;     ///< When, in calls of received().
+    std::uint64_t heard = 0;     ///< The count of what all peers did until then.
     std::size_t unanswered = 0;  ///< Octets since the latest answer.
   };
 

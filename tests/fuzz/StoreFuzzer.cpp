@@ -183,9 +183,7 @@ class Process {
   Agent::Clock::time_point now_{std::chrono::hours(1)};
   Ubo::Scheduler::Ptr scheduler_ = Ubo::findOrCreateScheduler(Ubo::kDefaultScheduler);
   Qiv::Dir::Ptr root_ = Qiv::make<Qiv::Dir>("");
-  Agent::PluginInputs inputs_{Qiv::dirAt(root_, "connectivityMonitor/status"),
-                              Qiv::dirAt(root_, "snmp/connectivityMonitor/conMonMib"),
-                              Qiv::make<IntfSnmp::IfMib>()};
+  Agent::PluginInputs inputs_ = Agent::pluginInputsAt(root_);
   Agent::PluginHost plugin_{CONMON_PLUGIN, Qiv::dirAt(root_, "snmp/connectivityMonitor")};
   Agent::StoreFeed store_{
       inputs_.clientDir, inputs_.ifMib,

@@ -118,9 +118,7 @@ void serve(const std::string& plugin, std::uint16_t port, const std::vector<Prob
   const Qiv::Dir::Ptr root = Qiv::make<Qiv::Dir>("");
   Snmp::CentrumUtil::agentRootIs(root);
   {
-    const Agent::PluginInputs inputs{Qiv::dirAt(root, "connectivityMonitor/status"),
-                                     Qiv::dirAt(root, "snmp/connectivityMonitor/conMonMib"),
-                                     Qiv::make<IntfSnmp::IfMib>()};
+    const Agent::PluginInputs inputs = Agent::pluginInputsAt(root);
     Agent::PluginHost host(plugin, Qiv::dirAt(root, "snmp/connectivityMonitor"));
     Agent::StoreFeed store(inputs.clientDir, inputs.ifMib, [](const auto&, std::uint32_t) {});
     Agent::Measurements measured;

@@ -88,9 +88,7 @@ class PluginTest : public testing::Test {
 
   NeverYield never_;
   Qiv::Dir::Ptr root_ = Qiv::make<Qiv::Dir>("");
-  PluginInputs inputs_{Qiv::dirAt(root_, "connectivityMonitor/status"),
-                       Qiv::dirAt(root_, "snmp/connectivityMonitor/conMonMib"),
-                       Qiv::make<IntfSnmp::IfMib>()};
+  PluginInputs inputs_ = pluginInputsAt(root_);
   Ubo::Scheduler::Ptr scheduler_ = Ubo::findOrCreateScheduler(Ubo::kDefaultScheduler);
   std::optional<PluginHost> plugin_;
   StoreFeed store_{

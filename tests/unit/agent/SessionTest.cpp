@@ -1,47 +1,11 @@
-#include "agent/feed/Session.h"
-
-#include <gtest/gtest.h>
-
 #include <random>
-#include <vector>
 
-#include "FeedTesting.h"
+#include "SessionTesting.h"
 
 namespace Agent {
 namespace {
 
-constexpr const char* kOk = "{\"ok\":true}\n";
-constexpr const char* kHello = "{\"op\":\"hello\",\"client\":\"lab\"}\n";
-constexpr const char* kRemoveClient = "{\"op\":\"removeClient\"}\n";
-constexpr const char* kSync = "{\"op\":\"sync\"}\n";
-
-class SessionTest : public testing::Test {
- protected:
-  void send(std::string_view bytes) {
-    session_.receive(bytes);
-    session_.work(never_);
-  }
-  /// The answers since the last call.
-  std::string answers() {
-    std::string taken(session_.output());
-    session_.outputTaken(taken.size());
-    return taken;
-  }
-  void applyAll() {
-    while (!queue_.empty()) {
-      applied_.push_back(queue_.pop());
-      queue_.applied();
-    }
-  }
-
-  static constexpr std::size_t kCapacity = 4;
-  Testing::FakeClock clock_;
-  Testing::NeverYield never_;
-  OperationQueue queue_{kCapacity};
-  ClientRegistry registry_{clock_.now(), [](const Pomel::String&) {}};
-  Session session_{registry_, queue_};
-  std::vector<OperationQueue::Entry> applied_;
-};
+using namespace Testing;
 
 TEST_F(SessionTest, EveryLineIsAnsweredInOrder) {
   send(std::string(kHello) + "nonsense\n" + kRemoveClient);
@@ -289,62 +253,6 @@ TEST_F(SessionTest, OneLineIsHandledBetweenTwoYields) {
   EXPECT_TRUE(session_.work(always));
   EXPECT_FALSE(session_.work(always));
   EXPECT_EQ(queue_.accepted(), 1U);
-}
-
-class SessionWithALimit : public SessionTest {
- protected:
-  static std::string put(const char* vrf) {
-    return std::string(R"({"op":"put","host":"h","vrf":")") + vrf +
-           R"(","probe":"http","url":"u"})" + "\n";
-  }
-  void tell(const std::string& lines) {
-    limited_.receive(lines);
-    limited_.work(never_);
-  }
-  std::string heard() {
-    std::string taken(limited_.output());
-    limited_.outputTaken(taken.size());
-    return taken;
-  }
-
-  OperationQueue two_{100, ContextLimit(2)};
-  Session limited_{registry_, two_};
-};
-
-TEST_F(SessionWithALimit, AVrfBeyondItIsRefusedAndNothingIsQueued) {
-  tell(kHello + put("blue") + put("red") + put("green"));
-  EXPECT_EQ(heard(),
-            std::string(kOk) + kOk + kOk +
-                "{\"ok\":false,\"error\":\"vrf: \\\"green\\\" would be one more than the 2 VRFs "
-                "that may be named while the agent runs (max-contexts)\",\"line\":4}\n");
-  EXPECT_EQ(two_.accepted(), 2U);
-}
-
-TEST_F(SessionWithALimit, AKnownVrfAndTheDefaultOneCountOnce) {
-  tell(kHello + put("blue") + put("blue") + put("default") + put("") + put("red") + put("blue"));
-  EXPECT_EQ(heard(), std::string(kOk) + kOk + kOk + kOk + kOk + kOk + kOk);
-  EXPECT_EQ(two_.contexts().used(), 2U);
-}
-
-TEST_F(SessionWithALimit, AVrfWithoutRecordsIsNotForgotten) {
-  tell(kHello + put("blue") + put("red") + kRemoveClient + put("green"));
-  EXPECT_NE(heard().find("\"line\":5"), std::string::npos);
-}
-
-TEST_F(SessionWithALimit, OnlyPutsCount) {
-  tell(std::string(kHello) + R"({"op":"removeHost","host":"h","vrf":"green"})" + "\n" +
-       R"({"op":"remove","host":"h","vrf":"white","probe":"http","url":"u"})" + "\n" + put("blue") +
-       put("red"));
-  EXPECT_EQ(heard(), std::string(kOk) + kOk + kOk + kOk + kOk);
-}
-
-TEST_F(SessionWithALimit, AllSessionsCountTogether) {
-  Session other(registry_, two_);
-  other.receive(std::string(kHello) + put("blue") + put("red"));
-  other.work(never_);
-  tell(kHello + put("green") + put("red"));
-  EXPECT_EQ(two_.accepted(), 3U);
-  EXPECT_NE(heard().find("green"), std::string::npos);
 }
 
 /// Answers with what it was asked for.
