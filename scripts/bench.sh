@@ -13,7 +13,8 @@ for bench in pipeline_bench "snmp_bench $bin/conmon-snmpd" icmp_bench; do
   # shellcheck disable=SC2086
   "$bin"/$bench || missed="$missed ${bench%% *}"
 done
-python3 bench/prober_bench.py "$bin/conmon-snmpd" "$bin/conmon-probed" "$bin/conmon-example-web" ||
+python3 bench/prober_bench.py "$bin/conmon-snmpd" "$bin/conmon-probed" "$bin/conmon-example-web" \
+  "$bin/far_end" ||
   missed="$missed prober_bench"
 if [ -n "$missed" ]; then
   echo "bench: targets were missed by:$missed" >&2
