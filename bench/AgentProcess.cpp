@@ -1,6 +1,7 @@
 #include "AgentProcess.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <spawn.h>
@@ -11,10 +12,12 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -52,7 +55,9 @@ std::uint16_t freePort() {
 }
 
 AgentProcess::AgentProcess(const std::string& program)
-    : directory_(temporaryDirectory()), feedPath_(directory_ + "/feed") {
+    : directory_(temporaryDirectory()),
+      feedPath_(directory_ + "/feed"),
+      logPath_(directory_ + "/log") {
   // Somebody else may take a port that was free a moment ago.
   for (int tries = 0; tries < kStartTries; ++tries) {
     port_ = freePort();
@@ -61,7 +66,7 @@ AgentProcess::AgentProcess(const std::string& program)
       return;
     }
   }
-  throw std::runtime_error("the agent does not take a feed");
+  fail("the agent does not take a feed");
 }
 
 void AgentProcess::spawn(const std::string& program) {
@@ -72,7 +77,14 @@ void AgentProcess::spawn(const std::string& program) {
     arguments.push_back(word.data());
   }
   arguments.push_back(nullptr);
-  if (::posix_spawn(&pid_, program.c_str(), nullptr, nullptr, arguments.data(), environ) != 0) {
+  posix_spawn_file_actions_t redirection;
+  ::posix_spawn_file_actions_init(&redirection);
+  ::posix_spawn_file_actions_addopen(&redirection, STDERR_FILENO, logPath_.c_str(),
+                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
+  const int error =
+      ::posix_spawn(&pid_, program.c_str(), &redirection, nullptr, arguments.data(), environ);
+  ::posix_spawn_file_actions_destroy(&redirection);
+  if (error != 0) {
     throw std::runtime_error("cannot start " + program);
   }
 }
@@ -93,7 +105,20 @@ int AgentProcess::end() {
   int status = 0;
   ::kill(pid_, SIGTERM);
   ::waitpid(std::exchange(pid_, 0), &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
+  const int told = WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
+  if (told != 0) {
+    std::fprintf(stderr, "the agent ended with %d\n%s", told, log().c_str());
+  }
+  return told;
+}
+
+std::string AgentProcess::log() const {
+  std::ifstream file(logPath_);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void AgentProcess::fail(const std::string& what) const {
+  throw std::runtime_error(what + "; its log:\n" + log());
 }
 
 bool AgentProcess::connectFeed() {
@@ -114,7 +139,7 @@ bool AgentProcess::connectFeed() {
     ::usleep(10'000);
   }
   end();
-  throw std::runtime_error("the agent does not come up");
+  fail("the agent does not come up");
 }
 
 void AgentProcess::feed(const std::vector<std::string>& lines) {
@@ -131,7 +156,7 @@ void AgentProcess::feed(const std::vector<std::string>& lines) {
                  .events = static_cast<short>(POLLIN | (written < out.size() ? POLLOUT : 0)),
                  .revents = 0};
     if (::poll(&ready, 1, kAnswerMilliseconds) != 1) {
-      throw std::runtime_error("the feed is not answered");
+      fail("the feed is not answered");
     }
     if ((ready.revents & POLLOUT) != 0) {
       const ssize_t size = ::send(feed_, out.data() + written, out.size() - written, MSG_DONTWAIT);
@@ -143,13 +168,13 @@ void AgentProcess::feed(const std::vector<std::string>& lines) {
     char buffer[65536];
     const ssize_t size = ::recv(feed_, buffer, sizeof buffer, MSG_DONTWAIT);
     if (size == 0) {
-      throw std::runtime_error("the agent closed the feed");
+      fail("the agent closed the feed");
     }
     answers.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
     std::size_t from = 0;
     for (std::size_t end; (end = answers.find('\n', from)) != std::string::npos; from = end + 1) {
       if (answers.compare(from, end - from, kOk) != 0) {
-        throw std::runtime_error("refused: " + answers.substr(from, end - from));
+        fail("the agent refused: " + answers.substr(from, end - from));
       }
       ++answered;
     }

@@ -12,7 +12,8 @@ namespace bench {
 [[nodiscard]] std::uint16_t freePort();
 
 /// A conmon-snmpd of our own on a free loopback port, with a feed. Ended, by pid, with the object.
-/// Throws std::runtime_error where the agent does not come up or refuses a line.
+/// Its log is kept apart, and shown when something is wrong: with the std::runtime_error that is
+/// thrown where the agent does not come up or refuses a line, and where its exit status is not 0.
 class AgentProcess {
  public:
   /// `program` is the agent's path.
@@ -36,9 +37,12 @@ class AgentProcess {
   void spawn(const std::string& program);
   /// False when the process has ended instead.
   bool connectFeed();
+  [[nodiscard]] std::string log() const;
+  [[noreturn]] void fail(const std::string& what) const;
 
   std::string directory_;
   std::string feedPath_;
+  std::string logPath_;
   std::uint16_t port_ = 0;
   pid_t pid_ = 0;  ///< 0 when it has ended.
   int feed_ = -1;

@@ -22,6 +22,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "monitor/net/UniqueFd.h"
 
@@ -71,6 +72,32 @@ bool turnAround(std::span<std::uint8_t> packet) {
   }
 }
 
+void stayOn(std::size_t processor) {
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(processor, &one);
+  if (::sched_setaffinity(0, sizeof one, &one) != 0) {
+    giveUp("sched_setaffinity");
+  }
+}
+
+/// The first and the last of the processors that this thread may run on.
+std::pair<std::size_t, std::size_t> twoProcessors() {
+  cpu_set_t all;
+  if (::sched_getaffinity(0, sizeof all, &all) != 0) {
+    giveUp("sched_getaffinity");
+  }
+  std::size_t first = 0;
+  while (CPU_ISSET(first, &all) == 0) {
+    ++first;
+  }
+  std::size_t last = CPU_SETSIZE - 1;
+  while (CPU_ISSET(last, &all) == 0) {
+    --last;
+  }
+  return {first, last};
+}
+
 }  // namespace
 
 FarEnd::FarEnd() {
@@ -90,9 +117,12 @@ FarEnd::FarEnd() {
   shell(
       "ip link set lo up && ip link set far0 up txqueuelen 20000 && "
       "ip addr add 192.0.2.1/32 dev far0 && ip route add 10.0.0.0/8 dev far0 src 192.0.2.1");
+  const auto [ours, theirs] = twoProcessors();
+  stayOn(ours);
   responder_ = ::fork();
   if (responder_ == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    stayOn(theirs);
     answer(tun.get());
   }
   if (responder_ < 0) {

@@ -9,8 +9,10 @@
 /// the way back, all in the sender's time.
 class FarEnd {
  public:
-  /// Moves the calling thread into the namespace; start other threads afterwards. Throws
-  /// std::runtime_error when this machine has no namespace or no TUN device to give.
+  /// Moves the calling thread into the namespace, and to one processor, with the answering process
+  /// on another where there is one: the far end must not push the near one aside. Start other
+  /// threads afterwards. Throws std::runtime_error when this machine has no namespace or no TUN
+  /// device to give.
   FarEnd();
   FarEnd(const FarEnd&) = delete;
   FarEnd& operator=(const FarEnd&) = delete;

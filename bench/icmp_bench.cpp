@@ -129,6 +129,7 @@ struct AtScale {
     all.lost += figures.lost;
     all.rounds += figures.rounds;
     all.unmeasured += figures.unmeasured;
+    all.meanMs = figures.meanMs;
   }
 
   [[nodiscard]] bool noneLost() const {
@@ -173,6 +174,7 @@ bool overLoopback() {
   const std::vector<double> bare = inTurnsWithBare(load, kLoopback);
   tell("cores, 5 requests a round", median(load.cores));
   tell("cores, the system calls of these requests alone", median(bare));
+  tell("mean round-trip time of the last turn, microseconds", load.all.meanMs * 1e3);
   return load.noneLost();
 }
 

@@ -9,11 +9,11 @@ namespace Monitor::Icmp {
 
 namespace {
 
-// With the kernel's times of sending a batch may be long. Without them the time taken before the
-// call stands for all of it and its last packet waits for the others, so it is one packet; longer
-// ones would save no more than a twentieth of a packet's CPU time.
+// With the kernel's times of sending a batch may be long. Without them a packet's time is its share
+// of the call's: the longer the batch, the more can come in between and make that wrong. Eight at
+// once have most of what there is to save, a tenth of a packet's CPU time.
 constexpr std::size_t kStampedBatch = PacketIo::kMostAtOnce;
-constexpr std::size_t kUnstampedBatch = 1;
+constexpr std::size_t kUnstampedBatch = 8;
 
 // On a loopback or a fast network the answers are there at once: reading in between keeps them from
 // filling a socket of the default size.
@@ -58,8 +58,10 @@ std::size_t Engine::sendBatch(Channel& channel, std::size_t most, bool& more) {
   }
   const Clock::time_point at = now_();
   const Sent sent = channel.io()->send(batch_);
+  const Clock::duration took = now_() - at;
+  const auto share = static_cast<Clock::rep>(std::max<std::size_t>(sent.count, 1));
   for (std::size_t i = 0; i < sent.count; ++i) {
-    slots_[batchOf_[i]].round.requestSent(at);
+    slots_[batchOf_[i]].round.requestSent(at + took * static_cast<Clock::rep>(i) / share);
     proceed(batchOf_[i], at);
   }
   if (sent.stop != Sent::Stop::kNone) {

@@ -10,8 +10,8 @@ namespace Monitor::Icmp {
 /// Tells whether so little is sent that the kernel's times of sending can be afforded.
 ///
 /// They make a packet about a sixth dearer. Below the limit that is no noticeable part of a core,
-/// and the accuracy is had; above it, where CPU time is what decides, a time taken just before a
-/// packet is handed over has to do.
+/// and the accuracy is had; above it, where CPU time is what decides, a packet's share of the time
+/// of the system call has to do.
 class LoadMeter {
  public:
   void sent(std::size_t packets) { packets_ += packets; }

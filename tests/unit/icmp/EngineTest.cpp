@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <deque>
 #include <set>
 
 #include "EngineTesting.h"
@@ -234,15 +235,38 @@ TEST_F(EngineTest, TimesOfSendingAreAskedForWhileLittleIsSent) {
     pass(100ms);
   }
   EXPECT_EQ(network.stampings, 0);
+  pass(5s);
+  EXPECT_EQ(network.stampings, 1);
+}
+
+TEST_F(EngineTest, EachRequestOfABatchHasItsOwnTimeOfSendingWithoutTheKernels) {
+  // Twenty microseconds pass in the system call for each request.
+  network.onRequest = [this](const Request& request) {
+    network.reply(request, 1ms);
+    now += 20us;
+  };
+  std::deque<Listener> listeners(1000);
+  std::vector<Engine::TargetId> ids;
+  for (Listener& listener : listeners) {
+    ids.push_back(engine.add({}, {address("192.0.2.1"), 5, 1ms, 1s}, listener));
+  }
+  for (int i = 0; i < 20; ++i) {
+    for (const auto id : ids) {
+      engine.begin(id);
+    }
+    pass(100ms);
+  }
+  ASSERT_EQ(network.stampings, 0) << "too little is sent for this test";
   network.batches.clear();
   for (const auto id : ids) {
     engine.begin(id);
   }
-  pass(50ms);
-  EXPECT_EQ(*std::max_element(network.batches.begin(), network.batches.end()), 1U)
-      << "a time taken before a batch is wrong for all but the first of it";
-  pass(5s);
-  EXPECT_EQ(network.stampings, 1);
+  pass(200ms);
+  EXPECT_GT(*std::max_element(network.batches.begin(), network.batches.end()), 1U);
+  for (const Listener& listener : listeners) {
+    EXPECT_NEAR(listener.last().summary.mean.count(), 1.0, 1e-5);
+    EXPECT_NEAR(listener.last().summary.jitter.value().count(), 0.0, 1e-5);
+  }
 }
 
 }  // namespace
