@@ -16,8 +16,8 @@ target_compile_options(conmon_options INTERFACE
 
 if(CONMON_SANITIZE)
   target_compile_options(conmon_options INTERFACE
-    # The suite spends more time being compiled than it runs.
-    -O0 -g1 -fno-omit-frame-pointer
+    # The suite spends more time being compiled than it runs; a long search does not.
+    $<IF:$<BOOL:${CONMON_FUZZ_LONG}>,-O1,-O0> -g1 -fno-omit-frame-pointer
     -fsanitize=address,undefined -fno-sanitize-recover=all)
   target_link_options(conmon_options INTERFACE -fsanitize=address,undefined)
 else()
@@ -37,10 +37,13 @@ target_link_options(conmon_options INTERFACE
   -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
 
 # What a search by libFuzzer is led by: product code counts how often each of its edges was taken. Only
-# the counters, no traced comparisons, as every test runs with them.
+# the counters where every test runs with them; a long search is shown what is compared as well.
 if(CONMON_FUZZ)
   if(NOT CONMON_SANITIZE OR NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     message(FATAL_ERROR "CONMON_FUZZ needs CONMON_SANITIZE and clang: configure with the preset 'asan'")
   endif()
   set(CONMON_EDGE_COUNTERS -fsanitize-coverage=inline-8bit-counters,pc-table)
+  if(CONMON_FUZZ_LONG)
+    set(CONMON_EDGE_COUNTERS -fsanitize=fuzzer-no-link)
+  endif()
 endif()

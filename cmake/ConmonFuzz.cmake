@@ -1,4 +1,4 @@
-# conmon_add_fuzzer(NAME SOURCES file... CORPUS folder [LIBRARIES target...] [OPTIONS option...])
+# conmon_add_fuzzer(NAME SOURCES file... CORPUS folder... [LIBRARIES target...] [OPTIONS option...])
 #
 # SOURCES define LLVMFuzzerTestOneInput. With CONMON_FUZZ the program is linked with libFuzzer, and
 # the test fuzz.NAME searches on from the corpus for a while, by the same seed in each run: what fails
@@ -11,11 +11,15 @@ set(CONMON_FUZZ_SECONDS 20 CACHE STRING "How long a fuzz program searches within
 add_custom_target(fuzzers)
 
 function(conmon_add_fuzzer name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "CORPUS" "SOURCES;LIBRARIES;OPTIONS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;CORPUS;OPTIONS")
   if(NOT arg_SOURCES OR NOT arg_CORPUS OR arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "conmon_add_fuzzer(${name}): SOURCES or CORPUS missing, or an unknown argument")
   endif()
-  cmake_path(ABSOLUTE_PATH arg_CORPUS OUTPUT_VARIABLE corpus)
+  set(corpus)
+  foreach(folder IN LISTS arg_CORPUS)
+    cmake_path(ABSOLUTE_PATH folder)
+    list(APPEND corpus "${folder}")
+  endforeach()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
@@ -25,14 +29,15 @@ function(conmon_add_fuzzer name)
     # New inputs go to the first folder, in the build tree; the corpus in the sources is only read.
     set(found "${CMAKE_CURRENT_BINARY_DIR}/${name}.found")
     file(MAKE_DIRECTORY "${found}")
+    # Names of new functions are not printed, as looking them up would take most of the time.
     add_test(NAME fuzz.${name} COMMAND ${name}
-      -seed=1 -max_total_time=${CONMON_FUZZ_SECONDS} -timeout=60 ${arg_OPTIONS} -rss_limit_mb=2048 -print_final_stats=1
-      "-artifact_prefix=${found}/" "${found}" "${corpus}")
+      -seed=1 -max_total_time=${CONMON_FUZZ_SECONDS} -timeout=60 ${arg_OPTIONS} -rss_limit_mb=2048
+      -print_funcs=0 -print_final_stats=1 "-artifact_prefix=${found}/" "${found}" ${corpus})
     math(EXPR limit "${CONMON_FUZZ_SECONDS} + 100")
     set_tests_properties(fuzz.${name} PROPERTIES TIMEOUT ${limit})
   else()
     target_sources(${name} PRIVATE "${CONMON_FUZZ_MAIN}")
-    add_test(NAME fuzz.${name}.corpus COMMAND ${name} "${corpus}")
+    add_test(NAME fuzz.${name}.corpus COMMAND ${name} ${corpus})
     set_tests_properties(fuzz.${name}.corpus PROPERTIES TIMEOUT 120)
   endif()
 endfunction()

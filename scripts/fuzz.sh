@@ -2,90 +2,59 @@
 # usage: scripts/fuzz.sh [SECONDS]
 #        scripts/fuzz.sh --coverage
 #
-# Builds the fuzz programs with the sanitizers and runs each for SECONDS (60), as many at a time as
-# there are processors: first those of libFuzzer, then mutated SNMP packets against a live agent.
-# Prints the executions of each and of all; fails on a crash, a report of a sanitizer, an input that
-# takes over five seconds of this unoptimised build or 2 GB. What they find is kept in build/asan/tests/fuzz/NAME.found/, inputs
-# that led on and inputs that failed (crash-*, timeout-*, oom-*) alike; the next run begins with them.
+# Builds the fuzz programs with the sanitizers, optimised, and runs each for SECONDS (60), as many at a
+# time as there are processors: first those of libFuzzer, then mutated SNMP packets against a live
+# agent. Prints the processor's time and the executions of each, and the longest that one took; fails on
+# a crash, a report of a sanitizer, an input that takes over a second of that time, or 2 GB. What they
+# find is kept in build/fuzz/tests/fuzz/NAME.found/, inputs that led on and inputs that failed (crash-*,
+# timeout-*, oom-*) alike; the next run begins with them.
 #
-# --coverage prints how many of the functions of our code the corpora reach, with what was found on
-# this machine so far, folder by folder; functions that no program links are not counted.
+# --coverage prints how many lines and branches of our code the corpora reach, with what was found on
+# this machine so far and 20 seconds of packets, folder by folder.
 set -eu
 
 cd "$(dirname "$0")/.."
-fuzzers='feed_fuzzer store_fuzzer config_fuzzer prober_config_fuzzer mib_fuzzer icmp_reply_fuzzer
-  peer_fuzzer'
+[ "${1-}" != --coverage ] || exec scripts/coverage.sh fuzz
+. scripts/fuzz_programs.sh
+seconds=${1:-60}
 logs=build/logs/fuzz
 mkdir -p "$logs"
-
-# The folders that a program begins with.
-corpora() {
-  case $1 in
-    feed_fuzzer) echo tests/fuzz/corpus/feed ;;
-    store_fuzzer) echo tests/fuzz/corpus/store ;;
-    config_fuzzer) echo tests/fuzz/corpus/config ;;
-    prober_config_fuzzer) echo tests/unit/monitor/corpus ;;
-    mib_fuzzer) echo tests/fuzz/corpus/mib ;;
-    icmp_reply_fuzzer) echo tests/fuzz/corpus/icmp ;;
-    peer_fuzzer) echo tests/fuzz/corpus/peer ;;
-  esac
-}
-
 scripts/setup.sh test
-
-scripts/build.sh asan fuzzers conmon-snmpd ConnectivityMonitorSnmp >"$logs/build.log"
-
-if [ "${1-}" = --coverage ]; then
-  for name in $fuzzers; do
-    found=build/asan/tests/fuzz/$name.found
-    [ -d "$found" ] || found=
-    # shellcheck disable=SC2046,SC2086  # lists
-    "build/asan/tests/$name" -runs=0 -print_coverage=1 $(corpora "$name") $found 2>&1 |
-      grep -E '^(UN)?COVERED_FUNC: '
-  done | awk '
-    # COVERED_FUNC: hits: 5 edges: 3/13 NAME(ARGUMENTS) FILE:LINE, UNCOVERED_FUNC: the same
-    match($0, /\.\.\/(platform|ConnectivityMonitorSnmp|agent|monitor)\/[^ ]*:[0-9]+$/) {
-      place = substr($0, RSTART + 3)
-      known[place] = 1
-      if ($1 == "COVERED_FUNC:") reached[place] = 1
-    }
-    END {
-      for (place in known) {
-        room = place
-        sub(/\/[^\/]*$/, "", room)
-        all[room]++
-        if (place in reached) some[room]++
-      }
-      for (room in all) printf "%-32s %4d of %4d functions\n", room, some[room], all[room]
-    }' | sort
-  exit
-fi
-
-seconds=${1:-60}
+scripts/build.sh fuzz fuzzers conmon-snmpd ConnectivityMonitorSnmp >"$logs/build.log" || {
+  tail -n 60 "$logs/build.log"
+  exit 1
+}
 
 # one NAME: runs it; the last line of its log tells how it ended.
 one() {
-  found=build/asan/tests/fuzz/$1.found
-  mkdir -p "$found"
   dictionary=
   case $1 in feed_fuzzer | store_fuzzer) dictionary=-dict=tests/fuzz/feed.dict ;; esac
-  # shellcheck disable=SC2046,SC2086
-  "build/asan/tests/$1" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=2048 \
-    -print_final_stats=1 $dictionary -artifact_prefix="$found/" "$found" $(corpora "$1") \
+  # shellcheck disable=SC2046,SC2086  # lists
+  "build/fuzz/tests/$1" -max_total_time="$seconds" -timeout=300 -rss_limit_mb=2048 -print_funcs=0 \
+    -print_final_stats=1 $dictionary -artifact_prefix="$(found "$1")/" "$(found "$1")" $(corpora "$1") \
     >"$logs/$1.log" 2>&1 && echo good >>"$logs/$1.log" || echo failed >>"$logs/$1.log"
 }
 
 failed=no
 total=0
-report() {
-  count=$(sed -n 's/^stat::number_of_executed_units: *//p' "$logs/$1.log")
-  total=$((total + ${count:-0}))
-  how=$(tail -n 1 "$logs/$1.log")
-  printf '%-22s %12s executions  %s\n' "$1" "${count:-?}" "$how"
-  if [ "$how" != good ]; then
+# line NAME EXECUTIONS MILLISECONDS LONGEST HOW, the times of the processor
+line() {
+  total=$((total + ${2:-0}))
+  each=
+  [ "${3:-0}" -eq 0 ] || each=$((${2:-0} * 1000 / $3))
+  printf '%-22s %7s s %11s executions %8s /s, longest %5s ms  %s\n' \
+    "$1" "$((${3:-0} / 1000))" "${2:-?}" "${each:-?}" "${4:-?}" "$5"
+  if [ "$5" != good ]; then
     failed=yes
     tail -n 40 "$logs/$1.log"
   fi
+}
+# figure PATTERN NAME: what the pattern's group finds in the log.
+figure() { sed -n "s/$1/\\1/p" "$logs/$2.log"; }
+report() {
+  line "$1" "$(figure '^stat::number_of_executed_units: *\([0-9]*\)' "$1")" \
+    "$(figure '^longest input: .* of \([0-9]*\) ms$' "$1")" \
+    "$(figure '^longest input: \([0-9]*\) ms.*' "$1")" "$(tail -n 1 "$logs/$1.log")"
 }
 
 running=
@@ -103,15 +72,11 @@ done
 wait
 for done in $running; do report "$done"; done
 
-if python3 -B tests/fuzz/snmp_packets.py build/asan/bin/conmon-snmpd --seconds "$seconds" \
+if python3 -B tests/fuzz/snmp_packets.py build/fuzz/bin/conmon-snmpd --seconds "$seconds" \
   >"$logs/snmp_packets.log" 2>&1; then how=good; else how=failed; fi
-count=$(sed -n 's/^\([0-9]*\) packets .*/\1/p' "$logs/snmp_packets.log")
-total=$((total + ${count:-0}))
-printf '%-22s %12s packets     %s\n' snmp_packets "${count:-?}" "$how"
-if [ "$how" != good ]; then
-  failed=yes
-  tail -n 40 "$logs/snmp_packets.log"
-fi
+line snmp_packets "$(figure '^\([0-9]*\) packets .*' snmp_packets)" \
+  "$(figure '.* of \([0-9]*\) ms of the agent.s time$' snmp_packets)" \
+  "$(figure '.* had \([0-9]*\) ms of .*' snmp_packets)" "$how"
 
 echo "$total in all"
 [ "$failed" = no ]

@@ -6,15 +6,23 @@
 #include <vector>
 
 #include "FuzzInput.h"
+#include "IcmpRounds.h"
 #include "monitor/icmp/Wire.h"
 
 using namespace Monitor::Icmp;
 
-// The first octet chooses the framing; the others are a packet, in a buffer of their own so that
-// reading behind their end is found.
+// The first octet chooses the framing, and whether the others are what happens to the prober's
+// rounds or a packet for its reader, in a buffer of their own so that reading behind their end is
+// found.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const WithinASecond limit;
   if (size == 0) {
+    return 0;
+  }
+  constexpr std::uint8_t kRounds = 0x80;
+  if ((data[0] & kRounds) != 0) {
+    FuzzInput input(data + 1, size - 1);
+    icmpRounds((data[0] & 1) != 0 ? Framing::kIpv4Header : Framing::kIcmpv4, input);
     return 0;
   }
   const Framing framing = static_cast<Framing>(data[0] % 3);

@@ -158,6 +158,7 @@ void handle(FuzzInput& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  World::instance();
   const WithinASecond limit;
   FuzzInput input(data, size);
   switch (input.octet() % 9) {

@@ -112,8 +112,8 @@ struct World {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const WithinASecond limit;
   static auto& world = *new World;
+  const WithinASecond limit;
   (void)std::signal(SIGPIPE, SIG_IGN);
   FuzzInput input(data, size);
   const unsigned how = input.octet();

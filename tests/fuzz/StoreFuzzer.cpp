@@ -38,7 +38,6 @@ class NeverYield final : public Ubo::YieldPolicy {
 class Process {
  public:
   Process() {
-    static_cast<void>(AgentForTest::Agent::instance());
     scheduler_->yieldPolicyIs(std::make_unique<NeverYield>());
     Qiv::dirAt(root_, "snmp")->entityIs("ifMib", inputs_.ifMib);
     Snmp::CentrumUtil::agentRootIs(root_);
@@ -205,6 +204,7 @@ class Process {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static_cast<void>(AgentForTest::Agent::instance());
   const WithinASecond limit;
   std::string_view rest(reinterpret_cast<const char*>(data), size);
   // More would prove nothing but that many of them take their time.
