@@ -1,6 +1,6 @@
 # Short names for the scripts, for who has make. Nothing is decided here.
 
-.PHONY: build run test demo bench churn vrf-life faults model fuzz package coverage mutations packet-cost clean
+.PHONY: build run test demo bench churn vrf-life faults model fuzz package coverage mutations valgrind packet-cost clean
 
 build:
 	@scripts/setup.sh run
@@ -36,6 +36,9 @@ coverage:
 
 mutations:
 	@scripts/mutations.sh
+
+valgrind:
+	@scripts/valgrind.sh
 
 packet-cost:
 	@scripts/packet-cost.sh

@@ -20,3 +20,6 @@ test_packages='
 
 # For scripts/coverage.sh, on top of both.
 coverage_packages='llvm'
+
+# For scripts/valgrind.sh and the VRFs of scripts/reliability.sh, on top of the tests'.
+valgrind_packages='valgrind'

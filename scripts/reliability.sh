@@ -17,6 +17,7 @@ churn)
   "$bin/conmon-scan" build/release/lib/libConnectivityMonitorSnmp.so
   ;;
 vrf-life)
+  scripts/setup.sh valgrind
   CONMON_SNMPD=$bin/conmon-snmpd python3 -B tests/reliability/vrf_life.py --judge-memory
   CONMON_SNMPD=$bin/conmon-snmpd python3 -B tests/reliability/vrf_life.py --valgrind
   ;;

@@ -1,8 +1,8 @@
 #!/bin/sh
-# usage: scripts/setup.sh run|test|coverage
+# usage: scripts/setup.sh run|test|coverage|valgrind
 #
-# Makes sure that everything is there to build and run the agent (run), to pass its tests (test), or
-# to see what they reach (coverage).
+# Makes sure that everything is there to build and run the agent (run), to pass its tests (test), to
+# see what they reach (coverage), or to run some under valgrind.
 # Installs what is missing with apt. When nothing is missing it changes nothing and uses no network.
 # Where it may not install, it prints the command that would and fails.
 set -eu
@@ -14,8 +14,9 @@ case ${1-} in
   run) wanted=$run_packages ;;
   test) wanted="$run_packages $test_packages" ;;
   coverage) wanted="$run_packages $test_packages $coverage_packages" ;;
+  valgrind) wanted="$run_packages $test_packages $valgrind_packages" ;;
   *)
-    echo 'usage: scripts/setup.sh run|test|coverage' >&2
+    echo 'usage: scripts/setup.sh run|test|coverage|valgrind' >&2
     exit 2
     ;;
 esac
