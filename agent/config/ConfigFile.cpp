@@ -11,6 +11,7 @@
 #include <set>
 #include <sstream>
 
+#include "Yaml/SoleDocument.h"
 #include "agent/Quote.h"
 #include "agent/Readable.h"
 
@@ -210,7 +211,7 @@ class Reader {
 
 Settings parseConfig(const std::string& text, const std::string& path) {
   try {
-    return Reader(path).read(YAML::Load(text));
+    return Reader(path).read(Yaml::soleDocument(text));
   } catch (const YAML::Exception& error) {
     throw ConfigError(fmt::format("{}:{}: {}", path, error.mark.line + 1, error.msg));
   }

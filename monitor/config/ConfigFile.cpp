@@ -8,7 +8,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "monitor/config/Document.h"
+#include "Yaml/SoleDocument.h"
 #include "monitor/config/HostReader.h"
 #include "monitor/config/Map.h"
 #include "monitor/config/Names.h"
@@ -80,7 +80,7 @@ class Reader {
 Config parseConfig(const std::string& text, const std::string& path) {
   YAML::Node root;
   try {
-    root = soleDocument(text);
+    root = Yaml::soleDocument(text);
   } catch (const YAML::Exception& error) {
     throw ConfigError({fmt::format("{}:{}: {}", path, error.mark.line + 1, error.msg)});
   }

@@ -150,6 +150,15 @@ TEST(ConfigFile, BrokenYamlIsRefusedWithItsLine) {
   EXPECT_EQ(errorOf("feed: *nowhere\n").substr(0, 13), "agent.yaml:1:");
 }
 
+TEST(ConfigFile, ASecondDocumentIsRefused) {
+  EXPECT_EQ(errorOf("feed: a\n---\nfeed: b\n"),
+            "agent.yaml:2: expected one document, here begins another");
+}
+
+TEST(ConfigFile, ATextThatBeginsWithACommaIsRefused) {
+  EXPECT_EQ(errorOf(",feed: a\n"), "agent.yaml:1: expected one document, here begins another");
+}
+
 TEST(ConfigFile, AFileThatCannotBeReadIsAnError) {
   const auto errorOfFile = [](const std::string& path) -> std::string {
     try {

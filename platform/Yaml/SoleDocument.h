@@ -1,15 +1,15 @@
-#include "monitor/config/Document.h"
+#pragma once
 
 #include <yaml-cpp/eventhandler.h>
+#include <yaml-cpp/yaml.h>
 
 #include <sstream>
+#include <string>
 
-namespace Monitor {
-
-namespace {
+namespace Yaml {
 
 /// Where the latest document began, and nothing else of it.
-class Begin final : public YAML::EventHandler {
+class DocumentBegin final : public YAML::EventHandler {
  public:
   [[nodiscard]] const YAML::Mark& mark() const { return mark_; }
 
@@ -30,16 +30,19 @@ class Begin final : public YAML::EventHandler {
   YAML::Mark mark_;
 };
 
-}  // namespace
-
-YAML::Node soleDocument(const std::string& text) {
+/// The one document that a text in YAML is; a null node for a text without any. Throws
+/// YAML::Exception for what is no YAML, and where a second document begins.
+///
+/// Not YAML::LoadAll(): on a text such as ",a" yaml-cpp 0.7 finds document after document without
+/// getting any further, and so never ends.
+[[nodiscard]] inline YAML::Node soleDocument(const std::string& text) {
   std::istringstream in(text);
   YAML::Parser parser(in);
-  Begin begin;
+  DocumentBegin begin;
   if (parser.HandleNextDocument(begin) && parser.HandleNextDocument(begin)) {
     throw YAML::ParserException(begin.mark(), "expected one document, here begins another");
   }
   return YAML::Load(text);
 }
 
-}  // namespace Monitor
+}  // namespace Yaml
