@@ -330,7 +330,7 @@ if __name__ == "__main__":
     parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(2**31))
     parser.add_argument("--corpus", type=pathlib.Path, default=HERE / "corpus/snmp")
     chosen = parser.parse_args()
-    os.environ["CONMON_SNMPD"] = chosen.agent
+    os.environ["CONMON_SNMPD"] = os.path.abspath(chosen.agent)  # It runs in a folder of its own.
     # pylint: disable=wrong-import-position
     from support import ber, layout  # noqa: E402
     from support.conmon import Agent  # noqa: E402
