@@ -1,4 +1,5 @@
-# Short names for the scripts, for who has make. Nothing is decided here.
+# Short names for the scripts, for who has make. Nothing is decided here. ARGS is handed on to the long
+# checks of scripts/reliability.sh.
 
 .PHONY: build run test demo bench churn vrf-life faults model fuzz package coverage mutations valgrind packet-cost clean
 
@@ -19,7 +20,7 @@ bench:
 	@scripts/bench.sh
 
 churn vrf-life faults:
-	@scripts/reliability.sh $@
+	@scripts/reliability.sh $@ $(ARGS)
 
 model:
 	@scripts/model.sh

@@ -73,7 +73,9 @@ ConnectivityMonitorSnmpAgent::~ConnectivityMonitorSnmpAgent() {
   hasNotificationActiveIs(false);
   qivDoZombieReactors(true);
   forEachSm([](auto& sm) {
-    sm->hasNotificationActiveIs(false);
+    if (sm->hasNotificationActive()) {  // Not the second time: there may be a million children.
+      sm->hasNotificationActiveIs(false);
+    }
     sm = nullptr;
   });
 }

@@ -40,9 +40,7 @@ template <class Table>
 void ClientDirSm<Table>::hasNotificationActiveIs(bool active) {
   this->notificationActiveIs(active);
   subscription_.activeIs(active, clientDir_->entityPtr().changes());
-  for (const auto& child : heldChildren(children_)) {
-    child->hasNotificationActiveIs(active);
-  }
+  passNotificationActive(children_, active);
   if (active && !this->scanComplete()) {
     doInputScan();
   }

@@ -22,9 +22,7 @@ template <class Table>
 void EntityPtrSm<Table>::hasNotificationActiveIs(bool active) {
   this->notificationActiveIs(active);
   subscription_.activeIs(active, statusDir_->hostStatus().changes());
-  for (const auto& child : heldChildren(children_)) {
-    child->hasNotificationActiveIs(active);
-  }
+  passNotificationActive(children_, active);
   if (active && !this->scanComplete()) {
     // No slice comes back to the child of a parent that is through.
     doInputScan(parent_.scanComplete() ? Yielding::kNever : Yielding::kAsTaskSays);

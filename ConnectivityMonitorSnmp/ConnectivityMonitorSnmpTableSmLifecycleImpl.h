@@ -100,7 +100,9 @@ bool TableSm<Table>::idle() const {
 template <class Table>
 TableSm<Table>::~TableSm() {
   beingDestroyedIs(true);
-  if (initialized_) {
+  // Once: there may be a million children.
+  if (initialized_ && (hasNotificationActive() || clientDirSm_->hasNotificationActive() ||
+                       ifMibSm_->hasNotificationActive())) {
     hasNotificationActiveIs(false);
   }
   subscription_.unsubscribe();

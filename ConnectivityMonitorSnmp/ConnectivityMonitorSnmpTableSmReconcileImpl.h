@@ -105,9 +105,11 @@ class TableSm<Table>::MibCursor {
   }
 
   [[nodiscard]] bool atEnd() const { return !mib_; }
-  [[nodiscard]] bool seen() const {
+  /// Whether the row was seen, which nobody asks again: forgetting it here leaves nothing to free
+  /// in one go at the end, which would take as long as there are rows.
+  [[nodiscard]] bool takeSeen() {
     const auto* const rows = sm_.mibSeen_.find(mib_);
-    return rows != nullptr && (*rows)->seen().contains(typename Seen::KeyType(key_));
+    return rows != nullptr && (*rows)->seenDel(typename Seen::KeyType(key_));
   }
   void deleteItem() { ((*mib_).*Table::kRowDel)(key_); }
   void advance() {
@@ -151,7 +153,7 @@ class TableSm<Table>::VrfCursor {
   }
 
   [[nodiscard]] bool atEnd() const { return atEnd_; }
-  [[nodiscard]] bool seen() const { return sm_.vrfSeen_.contains(VrfKey(vrfName_)); }
+  [[nodiscard]] bool takeSeen() { return sm_.vrfSeen_.erase(VrfKey(vrfName_)); }
   void deleteItem() { sm_.vrfRefCount_->vrfRefCountDel(vrfName_); }
   void advance() { settle(counts().upperBound(vrfName_)); }
   [[nodiscard]] const Pomel::String& bookmark() const { return vrfName_; }
@@ -191,7 +193,7 @@ bool TableSm<Table>::runDeletionPass(Cursor cursor, Pass& pass) {
       pass.task->scheduleTask();
       return false;
     }
-    if (!cursor.seen()) {
+    if (!cursor.takeSeen()) {
       cursor.deleteItem();
       ++deletions;
     }

@@ -79,4 +79,16 @@ auto heldChildren(const Children& children) {
   return std::vector(children.begin(), children.end());
 }
 
+/// Passes the value on to all children. Switching on scans, which may lead anywhere; switching off
+/// calls nobody, and there may be a million of them.
+template <class Children>
+void passNotificationActive(const Children& children, bool active) {
+  const auto pass = [active](const auto& some) {
+    for (const auto& child : some) {
+      child->hasNotificationActiveIs(active);
+    }
+  };
+  active ? pass(heldChildren(children)) : pass(children);
+}
+
 }  // namespace ConnectivityMonitorSnmp

@@ -127,7 +127,8 @@ class SeenRows final : public Qiv::RefCounted {
 
   [[nodiscard]] const Qiv::HashSet<KeyType>& seen() const noexcept { return seen_; }
   void seenIs(const KeyType& key) { seen_.insert(key); }
-  void seenDel(const KeyType& key) { seen_.erase(key); }
+  /// False when it was not there.
+  bool seenDel(const KeyType& key) { return seen_.erase(key); }
   void seenDelAll() { seen_.clear(); }
 
  private:

@@ -148,6 +148,7 @@ SnmpEndpoint::SnmpEndpoint(const SnmpSettings& settings, Log log)
 }
 
 SnmpEndpoint::~SnmpEndpoint() {
+  masterWatch_.reset();  // net-snmp would free what its callbacks were given.
   snmp_shutdown(kType);
   shutdown_agent();
 }
@@ -181,6 +182,7 @@ void SnmpEndpoint::beSubagent(const std::string& master) {
   netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_RETRIES, 0);
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SESSION_INIT, limitMasterWait,
                          nullptr);
+  masterWatch_.emplace();
   bool connected = false;
   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, noteConnected,
                          &connected);
@@ -231,6 +233,9 @@ bool SnmpEndpoint::dispatch(std::span<const pollfd> fds) {
 void SnmpEndpoint::run() {
   run_alarms();
   netsnmp_check_outstanding_agent_requests();
+  if (masterWatch_) {
+    masterWatch_->settle();
+  }
 }
 
 }  // namespace Agent

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "agent/loop/EventLoop.h"
+#include "agent/snmp/MasterWatch.h"
 #include "agent/snmp/NetSnmpLog.h"
 #include "agent/snmp/TcpPeers.h"
 
@@ -53,6 +54,7 @@ class SnmpEndpoint final : public RequestSource {
   std::unique_ptr<FdSet> fds_;
   NetSnmpLog netSnmpLog_;
   TcpPeers tcpPeers_;
+  std::optional<MasterWatch> masterWatch_;  ///< Of a subagent.
   std::optional<Clock::time_point> next_;
 };
 

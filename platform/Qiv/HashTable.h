@@ -1,10 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -34,9 +37,10 @@ inline constexpr std::uint32_t kVersionMask = (1U << 23) - 1;
 /// from it after any number of insertions, deletions and rehashes: nothing that was there
 /// throughout is missed or met twice (lowerBound, upperBound).
 ///
-/// Small tables (up to kInline entries) are one chain and own no array. Iterators and entry
-/// addresses hold until that entry is erased; iterators do not survive a rehash, so code that calls
-/// out while it walks goes on by key.
+/// Small tables (up to kInline entries) are one chain and own no array. Large ones change their
+/// size a few chains with each insertion and removal, so that none of these takes as long as the
+/// table is big. Iterators and entry addresses hold until that entry is erased; iterators do not
+/// survive a rehash, so code that calls out while it walks goes on by key.
 ///
 /// `KeyOf` gives the key of an entry; keys need ==, < and hashOf.
 template <class Entry, class KeyOf>
@@ -97,7 +101,7 @@ class HashTable {
   [[nodiscard]] std::uint32_t version() const noexcept { return version_; }
   void versionStep() noexcept { version_ = (version_ + 1) & kVersionMask; }
 
-  [[nodiscard]] const_iterator begin() const { return {this, firstFrom(0)}; }
+  [[nodiscard]] const_iterator begin() const { return {this, nodeFrom(0)}; }
   [[nodiscard]] const_iterator end() const { return {this, nullptr}; }
 
   [[nodiscard]] Entry* find(const Key& key) const {
@@ -127,6 +131,7 @@ class HashTable {
     Node* node = new Node{*place.link, place.hash, Entry{std::forward<Args>(args)...}};
     *place.link = node;
     ++size_;
+    moveOn();
     return {&node->entry, true};
   }
 
@@ -142,10 +147,9 @@ class HashTable {
     if (size_ == 0) {
       return nullptr;
     }
-    Node** link = &chains()[chainOf(from)];
-    Node** const end = chains() + chainCount();
-    while (*link == nullptr) {
-      link = link + 1 == end ? chains() : link + 1;
+    Node** link = linkFrom(from);
+    if (link == nullptr) {
+      link = linkFrom(0);
     }
     from = (*link)->hash;
     return takeAt(link);
@@ -155,6 +159,12 @@ class HashTable {
   static constexpr std::uint32_t kInline = 4;
   static constexpr std::uint32_t kFirstLog2 = 3;
   static constexpr std::uint32_t kLog2Mask = 31;
+  /// Smaller tables than this change their size at once.
+  static constexpr std::uint32_t kMovingLog2 = 12;
+  /// Enough for a move to be over before the next can begin, whatever is put in and taken out: the
+  /// shortest time is from one halving of the chains to the next, a removal for eight chains.
+  static constexpr unsigned kMovesPerChange = 16;
+  static constexpr std::uint64_t kHashes = std::uint64_t{1} << 32;
 
   struct Place {
     Node** link;  ///< Where the key is, or where it would be put.
@@ -162,23 +172,67 @@ class HashTable {
     bool found;
   };
 
+  /// The chains of an array of 2^log2, by the top bits of the hash.
+  struct Chains {
+    Node** array;
+    std::uint32_t log2;
+
+    [[nodiscard]] std::size_t of(std::uint64_t hash) const noexcept { return hash >> (32 - log2); }
+    /// The first chain that is not empty, of those from the one of `from` to before the one of
+    /// `to`; null when all are.
+    [[nodiscard]] Node** firstIn(std::uint64_t from, std::uint64_t to) const noexcept {
+      Node** const end = array + of(to);
+      Node** const at = std::find_if(array + of(from), end, [](Node* chain) { return chain; });
+      return at == end ? nullptr : at;
+    }
+  };
+  /// A table that changes its size: the hashes below `bound` are in `chains`, of the new size, the
+  /// others in `old`. `bound` begins a chain of both.
+  struct Moving {
+    Chains chains;
+    Chains old;
+    std::uint64_t bound;
+  };
+
   [[nodiscard]] static std::uint32_t hashOfKey(const Key& key) {
     return static_cast<std::uint32_t>(hashOf(key, 0) >> 32);
   }
+  [[nodiscard]] std::uint32_t log2() const noexcept { return log2_; }
   [[nodiscard]] std::size_t chainCount() const noexcept { return std::size_t{1} << log2_; }
   [[nodiscard]] std::size_t capacity() const noexcept {
     return log2_ == 0 ? kInline : chainCount();
   }
-  [[nodiscard]] Node** chains() const noexcept {
-    return log2_ == 0 ? &store_.single : store_.array;
+  /// The chains in which `hash` is.
+  [[nodiscard]] Chains chainsOf(std::uint64_t hash) const noexcept {
+    if (moving_) [[unlikely]] {
+      return hash < store_.moving->bound ? store_.moving->chains : store_.moving->old;
+    }
+    return {log2_ == 0 ? &store_.single : store_.array, log2_};
   }
-  [[nodiscard]] std::size_t chainOf(std::uint32_t hash) const noexcept {
-    return log2_ == 0 ? 0 : hash >> (32 - log2_);
+  /// The first chain that is not empty from the one of `hash` on, or null.
+  [[nodiscard]] Node** linkFrom(std::uint64_t hash) const noexcept {
+    const Chains chains = chainsOf(hash);
+    if (!moving_ || hash >= store_.moving->bound) {
+      return chains.firstIn(hash, kHashes);
+    }
+    const std::uint64_t bound = store_.moving->bound;
+    Node** const link = chains.firstIn(hash, bound);
+    return link != nullptr ? link : store_.moving->old.firstIn(bound, kHashes);
+  }
+  [[nodiscard]] Node* nodeFrom(std::uint64_t hash) const noexcept {
+    Node** const link = linkFrom(hash);
+    return link == nullptr ? nullptr : *link;
+  }
+  /// The first node behind the chain of `hash`, or null.
+  [[nodiscard]] Node* nodeBehindChain(std::uint32_t hash) const noexcept {
+    const Chains chains = chainsOf(hash);
+    return nodeFrom((std::uint64_t{chains.of(hash)} + 1) << (32 - chains.log2));
   }
 
   [[nodiscard]] Place locate(const Key& key) const {
     const std::uint32_t hash = hashOfKey(key);
-    Node** link = &chains()[chainOf(hash)];
+    const Chains chains = chainsOf(hash);
+    Node** link = &chains.array[chains.of(hash)];
     for (; *link != nullptr; link = &(*link)->next) {
       const Node& node = **link;
       if (node.hash < hash) {
@@ -198,18 +252,10 @@ class HashTable {
     return {link, hash, false};
   }
   [[nodiscard]] const_iterator from(const Place& place) const {
-    return {this, *place.link != nullptr ? *place.link : firstFrom(chainOf(place.hash) + 1)};
-  }
-  [[nodiscard]] Node* firstFrom(std::size_t chain) const noexcept {
-    for (; chain < chainCount(); ++chain) {
-      if (Node* node = chains()[chain]) {
-        return node;
-      }
-    }
-    return nullptr;
+    return {this, *place.link != nullptr ? *place.link : nodeBehindChain(place.hash)};
   }
   [[nodiscard]] Node* successor(const Node* node) const noexcept {
-    return node->next != nullptr ? node->next : firstFrom(chainOf(node->hash) + 1);
+    return node->next != nullptr ? node->next : nodeBehindChain(node->hash);
   }
 
   NodeOwner takeAt(Node** link) {
@@ -219,65 +265,101 @@ class HashTable {
     --size_;
     // An eighth full: far enough from the growing point that no sequence of single insertions and
     // deletions rehashes each time.
-    if (log2_ > kFirstLog2 && size_ * 8 < chainCount()) {
+    if (size_ == 0) {
+      release();
+    } else if (log2_ > kFirstLog2 && size_ * 8 < chainCount()) {
       rehash(log2_ - 1);
-    } else if (log2_ != 0 && size_ == 0) {
-      rehash(0);
     }
+    moveOn();
     return node;
   }
 
   void rehash(std::uint32_t log2) {
-    // Made first: nothing has changed yet if it throws.
-    Node** const array = log2 == 0 ? nullptr : new Node* [std::size_t{1} << log2] {};
-    Node* walk = firstFrom(0);
-    Node** const oldChains = chains();
-    const std::size_t oldCount = chainCount();
-    // All nodes become one list in iteration order, then are dealt out in that same order.
-    Node* all = walk;
-    for (std::size_t chain = walk == nullptr ? oldCount : chainOf(walk->hash); chain < oldCount;
-         ++chain) {
-      for (Node* node = oldChains[chain]; node != nullptr; node = node->next) {
-        if (node != all) {
-          walk->next = node;
-          walk = node;
-        }
-      }
+    while (moving_) {
+      moveOn();
     }
-    release();
+    // Made first: nothing has changed yet if it throws. Zeros by calloc, as for a large array these
+    // cost nothing until they are touched.
+    const auto freeArray = [](Node** array) { std::free(array); };
+    std::unique_ptr<Node*[], decltype(freeArray)> array(
+        static_cast<Node**>(std::calloc(std::size_t{1} << log2, sizeof(Node*))));
+    if (!array) {
+      throw std::bad_alloc();
+    }
+    const Chains old = chainsOf(0);
+    if (std::min(log2, this->log2()) >= kMovingLog2) {
+      store_.moving = new Moving{{array.get(), log2}, old, 0};
+      moving_ = true;
+    } else {
+      move(old, {array.get(), log2}, 0, kHashes);
+      if (log2_ != 0) {
+        std::free(store_.array);
+      }
+      store_.array = array.get();
+    }
+    array.release();
     log2_ = log2 & kLog2Mask;
-    if (log2_ == 0) {
-      store_.single = all;
+  }
+  /// Goes on with a change of size, if there is one.
+  void moveOn() noexcept {
+    if (!moving_) [[likely]] {
       return;
     }
-    store_.array = array;
-    std::size_t chain = chainCount();
-    Node** tail = nullptr;
-    while (all != nullptr) {
-      Node* node = std::exchange(all, all->next);
-      node->next = nullptr;
-      if (tail == nullptr || chainOf(node->hash) != chain) {
-        chain = chainOf(node->hash);
-        tail = &store_.array[chain];
-      }
-      *tail = node;
-      tail = &node->next;
+    Moving& moving = *store_.moving;
+    const std::uint64_t step = kMovesPerChange * kHashes >> std::min(log2(), moving.old.log2);
+    const std::uint64_t to = std::min(moving.bound + step, kHashes);
+    move(moving.old, moving.chains, moving.bound, to);
+    moving.bound = to;
+    if (to == kHashes) {
+      std::free(moving.old.array);
+      const std::unique_ptr<Moving> done(&moving);
+      store_.array = done->chains.array;
+      moving_ = false;
     }
   }
-  void release() noexcept {
-    if (log2_ != 0) {
-      delete[] store_.array;
+  /// Deals the nodes of the hashes from `from` to before `to` out in their order, which is that of
+  /// each chain.
+  static void move(const Chains& old, const Chains& chains, std::uint64_t from,
+                   std::uint64_t to) noexcept {
+    Node** tail = nullptr;
+    std::size_t chain = 0;
+    for (std::size_t at = old.of(from); at < old.of(to); ++at) {
+      for (Node* node = old.array[at]; node != nullptr;) {
+        Node* const next = std::exchange(node->next, nullptr);
+        if (tail == nullptr || chains.of(node->hash) != chain) {
+          chain = chains.of(node->hash);
+          tail = &chains.array[chain];
+        }
+        *tail = node;
+        tail = &node->next;
+        node = next;
+      }
     }
+  }
+  /// Back to the one chain, of a table without entries.
+  void release() noexcept {
+    if (moving_) {
+      const std::unique_ptr<Moving> moving(store_.moving);
+      std::free(moving->old.array);
+      std::free(moving->chains.array);
+    } else if (log2_ != 0) {
+      std::free(store_.array);
+    }
+    store_.single = nullptr;
+    log2_ = 0;
+    moving_ = false;
   }
 
   union Store {
     Node* single = nullptr;
     Node** array;
+    Moving* moving;
   };
   mutable Store store_;
   std::uint32_t size_ = 0;
   std::uint32_t version_ : 23 = 0;
   std::uint32_t log2_ : 5 = 0;
+  std::uint32_t moving_ : 1 = 0;
 };
 
 }  // namespace Qiv

@@ -4,10 +4,16 @@ import signal
 import unittest
 
 from support import places
+from support.half_master import HalfMaster
 from support.subagent import HangUp, SubagentCase
 from support.waiting import until
 
 RETRIES = 3
+# With the first answer a master has a session; a few registrations come behind it.
+ANSWERS = 5
+# Requests in a row to which a master owes an answer when it is given up.
+UNANSWERED = 3
+VRFS = 30
 
 
 class Masters(SubagentCase):
@@ -65,6 +71,37 @@ class Masters(SubagentCase):
             client.put("h", "http", url="u")
             client.sync()
         agent.stop()
+
+    def start_with_half_a_master(self, hangs_up):
+        """Returns the master and the agent when the master was given up, and asked anew, once."""
+        half = HalfMaster(self.socket, ANSWERS, hangs_up)
+        self.addCleanup(half.close)
+        agent = self.start_subagent()
+        self.fill(agent)
+        with agent.client("many") as client:
+            for vrf in range(VRFS):
+                client.put("h", "http", vrf=f"vrf{vrf}", url="u")
+            client.sync()
+        until(lambda: len(half.asked) > 2, "a third connection")
+        return half, agent
+
+    def replace(self, half, agent):
+        half.close()
+        self.socket.unlink()
+        self.wait_for_all(self.start_master(), agent)
+
+    def test_a_master_that_goes_silent_is_asked_no_more_and_a_better_one_has_everything(self):
+        half, agent = self.start_with_half_a_master(hangs_up=False)
+        # Each VRF takes requests of its own, and all of them are told to each new connection.
+        for asked in half.asked[:-1]:
+            self.assertLessEqual(asked, ANSWERS + UNANSWERED, half.asked)
+        self.replace(half, agent)
+
+    def test_a_master_that_goes_in_the_middle_of_it_leaves_nothing_out_for_the_next(self):
+        half, agent = self.start_with_half_a_master(hangs_up=True)
+        self.replace(half, agent)
+        twice = [line for line in agent.log() if "attempted to be re-opened" in line]
+        self.assertEqual(twice, [])
 
     def test_the_usual_place_is_what_the_configuration_says(self):
         config = self.scratch.file("agentx.conf", f"agentXSocket {self.socket}\n")
