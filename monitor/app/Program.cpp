@@ -17,15 +17,6 @@ event_base* newBase() {
   return event_base_new_with_config(config.get());
 }
 
-/// libevent's functions get no argument of ours.
-Log* libeventsLog = nullptr;
-
-void takeLibeventsWords(int severity, const char* text) {
-  if (severity >= EVENT_LOG_WARN && libeventsLog != nullptr) {
-    libeventsLog->warning(fmt::format("libevent: {}", text));
-  }
-}
-
 }  // namespace
 
 Program::Program(const CommandLine& line)
@@ -33,6 +24,7 @@ Program::Program(const CommandLine& line)
       base_(newBase()),
       loop_{base_.get(), &Clock::now},
       log_(line.verbose ? Severity::kInfo : Severity::kWarning, loop_.now, standardError()),
+      libeventLog_(log_),
       icmp_(loop_),
       tcp_(loop_),
       http_(loop_),
@@ -48,16 +40,9 @@ Program::Program(const CommandLine& line)
       interrupt_(base_.get(), SIGINT, EV_SIGNAL | EV_PERSIST,
                  [this](short) { event_base_loopbreak(base_.get()); }),
       hangUp_(base_.get(), SIGHUP, EV_SIGNAL | EV_PERSIST, [this](short) { reload(); }) {
-  libeventsLog = &log_;
-  event_set_log_callback(&takeLibeventsWords);
   terminate_.add();
   interrupt_.add();
   hangUp_.add();
-}
-
-Program::~Program() {
-  event_set_log_callback(nullptr);
-  libeventsLog = nullptr;
 }
 
 int Program::run() {

@@ -11,6 +11,7 @@
 #include "monitor/app/Notifier.h"
 #include "monitor/http/HttpProber.h"
 #include "monitor/icmp/IcmpProber.h"
+#include "monitor/log/LibeventLog.h"
 #include "monitor/log/Log.h"
 #include "monitor/loop/Event.h"
 #include "monitor/status/StatusServer.h"
@@ -25,7 +26,6 @@ class Program {
   explicit Program(const CommandLine& line);
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
-  ~Program();
 
   /// Returns the exit code.
   [[nodiscard]] int run();
@@ -45,6 +45,7 @@ class Program {
   std::unique_ptr<event_base, Free> base_;
   Loop loop_;
   Log log_;
+  LibeventLog libeventLog_;
   IcmpProber icmp_;
   TcpProber tcp_;
   HttpProber http_;

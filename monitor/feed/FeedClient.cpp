@@ -90,6 +90,14 @@ void FeedClient::leave(std::function<void()> done) {
   send("{\"op\":\"removeClient\"}\n", {UnderWay::Kind::kLeave, {}});
 }
 
+void FeedClient::holdBack() { heldBack_ = true; }
+
+void FeedClient::goOn() {
+  if (std::exchange(heldBack_, false)) {
+    retryTimer_.set({});
+  }
+}
+
 void FeedClient::holdIs(std::chrono::nanoseconds hold) {
   agent_.hold = hold;
   close();
@@ -113,7 +121,7 @@ void FeedClient::onTimer() {
     if (const auto left = std::exchange(onLeft_, nullptr)) {
       left();
     }
-  } else {
+  } else if (!heldBack_) {
     connect();
   }
 }

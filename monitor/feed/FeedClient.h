@@ -48,6 +48,14 @@ class FeedClient {
   /// any more.
   void leave(std::function<void()> done);
 
+  /// Whether both speak for the same client to the same agent.
+  [[nodiscard]] bool speaksLike(const FeedClient& other) const {
+    return client_ == other.client_ && agent_.socket == other.agent_.socket;
+  }
+  /// Does not connect until goOn(). Precondition: it has not connected yet.
+  void holdBack();
+  void goOn();
+
   /// Another hold time: the agent takes it with a new connection.
   void holdIs(std::chrono::nanoseconds hold);
 
@@ -92,6 +100,7 @@ class FeedClient {
   bool sweepWanted_ = false, swept_ = false;
   bool syncWanted_ = false;
   bool lossSaid_ = false;
+  bool heldBack_ = false;
   std::function<void()> onLeft_;
   std::chrono::nanoseconds retry_{};
   std::string lastRefusal_;

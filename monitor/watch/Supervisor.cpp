@@ -1,5 +1,6 @@
 #include "monitor/watch/Supervisor.h"
 
+#include <algorithm>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -89,11 +90,24 @@ void Supervisor::applyAgent(const Config& next) {
     // What was published under the old name, or to the old agent, is not to stay there.
     FeedClient* const old = feed_.get();
     leaving_.emplace(old, std::move(feed_));
-    old->leave([this, old] { leaving_.erase(old); });
+    old->leave([this, old] {
+      leaving_.erase(old);
+      waitForLeaving();
+    });
   }
   feed_ = std::make_unique<FeedClient>(loop_, next.client, next.agent, mirror_, log_);
+  feed_->holdBack();
+  waitForLeaving();
   if (swept_) {
     feed_->sweep();
+  }
+}
+
+void Supervisor::waitForLeaving() {
+  const bool sameLeaves = std::ranges::any_of(
+      leaving_, [&](const auto& each) { return each.first->speaksLike(*feed_); });
+  if (!sameLeaves) {
+    feed_->goOn();
   }
 }
 

@@ -40,6 +40,9 @@ class Supervisor {
   void checkUsable(const Config& config) const;
   void applyProbes(std::vector<ProbeConfig> probes);
   void applyAgent(const Config& next);
+  /// Lets the feed connect unless one that leaves still speaks for the same client: what that one
+  /// asks for last would remove the new one's records.
+  void waitForLeaving();
   void firstResult();
   void sweep();
 

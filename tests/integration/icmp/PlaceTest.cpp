@@ -1,7 +1,6 @@
-// Places: namespaces, interfaces and VRF devices that come and go.
+// Places: namespaces and interfaces that come and go.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -133,28 +132,6 @@ TEST_F(Place, ALinkLocalTargetIsReachedThroughItsInterface) {
   far.run("ip addr add fe80::2/64 dev eth1 nodad");
   const Result result = roundUntil(Outcome::kAnswered, "eth1", "fe80::2");
   EXPECT_EQ(result.outcome, Outcome::kAnswered) << result.text;
-}
-
-TEST_F(Place, AVrfDeviceSeparatesEqualAddresses) {
-  if (std::system(("ip -n " + name + " link add blue type vrf table 10 2>&1").c_str()) != 0) {
-    GTEST_SKIP() << Netlab::unavailable("vrf-device", "this kernel has no VRF device type");
-  }
-  const Namespace far(name + "-far");
-  joinFar(far);
-  here->run("ip link set blue up && ip link set eth1 master blue");
-  const auto answersInVrf = [&](const std::string& interface) {
-    for (int i = 0; i < 100; ++i) {
-      const ProbeSpec spec =
-          ProberUnderTest::spec({name, "blue", interface}, "192.0.2.2", 2, 200ms);
-      if (under.round(spec).outcome == Outcome::kAnswered) {
-        return true;
-      }
-    }
-    return false;
-  };
-  EXPECT_TRUE(answersInVrf(""));
-  EXPECT_TRUE(answersInVrf("eth1"));
-  EXPECT_EQ(round("192.0.2.2").outcome, Outcome::kNoAnswer) << "not in the default VRF";
 }
 
 }  // namespace

@@ -56,6 +56,12 @@ class FakeAgent {
   void refusesWhat(std::string part) { refused_ = std::move(part); }
   /// Lines are taken, but neither carried out nor answered.
   void silentIs(bool silent) { silent_ = silent; }
+  /// Whether the connections of this moment are read; what they say waits.
+  void presentAreRead(bool read) {
+    for (const auto& connection : connections_) {
+      (read ? bufferevent_enable : bufferevent_disable)(connection->buffer.get(), EV_READ);
+    }
+  }
   /// What is answered to every line, in place of the truth.
   void answersAlways(std::string text) { always_ = std::move(text); }
 

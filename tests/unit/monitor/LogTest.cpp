@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "monitor/log/LibeventLog.h"
+#include "tests/unit/monitor/LoopTesting.h"
+
 namespace Monitor {
 namespace {
 
@@ -54,6 +57,25 @@ TEST_F(LogTest, AFloodIsCutAndWhatWasLeftOutIsCounted) {
   ASSERT_EQ(lines_.size(), 203U);
   EXPECT_EQ(lines_[201], "<4>800 lines were left out here\n");
   EXPECT_EQ(lines_[202], "<4>y\n");
+}
+
+TEST_F(LogTest, LibeventsWarningsAreLinesOfTheLog) {
+  Log log = LogTest::log(Severity::kWarning);
+  const Testing::TestLoop loop;
+  // libevent warns of a loop that is run from within itself.
+  const auto misuse = [&] {
+    Timer timer(loop.base(), [&] { event_base_loop(loop.base(), EVLOOP_NONBLOCK); });
+    timer.set({});
+    event_base_loop(loop.base(), EVLOOP_ONCE);
+  };
+  {
+    const LibeventLog libevent(log);
+    misuse();
+  }
+  ASSERT_EQ(lines_.size(), 1U);
+  EXPECT_THAT(lines_[0], testing::MatchesRegex("<4>libevent: event_base_loop: .*\n"));
+  misuse();
+  EXPECT_EQ(lines_.size(), 1U) << "the log may be gone by then";
 }
 
 }  // namespace

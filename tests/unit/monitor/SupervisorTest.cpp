@@ -160,6 +160,28 @@ TEST_F(SupervisorTest, AnotherClientNameLeavesNoRecordsUnderTheOldOne) {
   EXPECT_EQ(tcp_.made(), 2);
 }
 
+TEST_F(SupervisorTest, AClientNameThatComesBackBeforeTheAgentHasAnsweredItsLeavingKeepsItsRecords) {
+  supervisor_.apply(config({1, 2}));
+  ASSERT_TRUE(hostsBecome({"h1", "h2"}));
+  agent_.presentAreRead(false);
+  Config next = config({1, 2});
+  next.client = "other";
+  supervisor_.apply(next);
+  ASSERT_TRUE(hostsBecome({"h1", "h2"}, "other"));
+  const int before = tcp_.made();
+  supervisor_.apply(config({1, 2}));
+  ASSERT_TRUE(runUntil([&] { return hosts("other").empty(); }));
+  ASSERT_TRUE(runUntil([turns = 0]() mutable { return ++turns > 20; }));
+  EXPECT_EQ(agent_.accepted(), 2) << "connected while the removal of its records is still to come";
+  agent_.presentAreRead(true);
+  // The one that left is gone, and the one that came back has said everything.
+  EXPECT_TRUE(runUntil([&] {
+    return agent_.connections() == 1 && supervisor_.feed()->inStep() && hosts("lab").size() == 2;
+  }));
+  EXPECT_EQ(hosts("lab"), (std::vector<std::string>{"h1", "h2"}));
+  EXPECT_EQ(tcp_.made(), before);
+}
+
 TEST_F(SupervisorTest, AnotherAgentGetsTheRecordsAndTheOldOneLosesThem) {
   supervisor_.apply(config({1}));
   ASSERT_TRUE(hostsBecome({"h1"}));
