@@ -7,6 +7,7 @@
 #include <exception>
 #include <optional>
 #include <stdexcept>
+#include <string_view>
 
 #include "ConnectivityMonitorSnmp/velmorConMonMIBLayout.h"
 #include "ConnectivityMonitorSnmp/velmorConMonMIBTrace.h"
@@ -48,10 +49,10 @@ inline void countWalk(const netsnmp_iterator_info& info,
   }
 }
 
-/// The key that the hint names, where there is a hint of exactly one string; a bad one is traced
-/// and left alone. The iterator hands us the parsed request as the hint.
+/// The octets of the hint, where there is a hint of exactly one string. The iterator hands us the
+/// parsed request as the hint.
 template <class Table>
-[[nodiscard]] std::optional<Snmp::String> hintKey(const netsnmp_table_request_info* hint) {
+[[nodiscard]] std::optional<std::string_view> hintOctets(const netsnmp_table_request_info* hint) {
   if (hint == nullptr || hint->number_indexes != 1) {
     return std::nullopt;
   }
@@ -64,10 +65,15 @@ template <class Table>
     trace.line(kFlow, "{}_get_first_data_point - needed 1 components,found only0", Table::kName);
     return std::nullopt;
   }
+  return std::string_view(reinterpret_cast<const char*>(index->val.string), index->val_len);
+}
+
+/// The key that these octets are; a bad one is traced and left alone.
+template <class Table>
+[[nodiscard]] std::optional<Snmp::String> hintKey(std::string_view octets) {
   try {
-    auto key = Snmp::AsnOctetStringToSnmpString(index->val.string, index->val_len);
-    trace.line(kFlow, "hint component {} is '{}'", Table::kIndexName, key.view());
-    return key;
+    return Snmp::AsnOctetStringToSnmpString(reinterpret_cast<const unsigned char*>(octets.data()),
+                                            octets.size());
   } catch (const std::range_error& error) {
     trace.line(Trace::kError, "hint for index {} of {} is out of range!{}", Table::kIndexName,
                Table::kName, error.what());
@@ -76,6 +82,34 @@ template <class Table>
                Table::kName, error.what());
   }
   return std::nullopt;
+}
+
+/// The first row whose key is not less than the hint's, or null: the hint is bad, or above every
+/// key. A hint at the row found last, as walks come by, is never made a string of its own.
+template <class Table>
+[[nodiscard]] const typename Table::Row* rowAtHint(
+    const ConnectivityMonitorMib::Table<typename Table::Row>& table, std::string_view octets,
+    const netsnmp_iterator_info& info) {
+  using enum Snmp::OrderedTableIteratorCounterTypes;
+  constexpr auto told = [](std::string_view key) {
+    trace.line(kFlow, "hint component {} is '{}'", Table::kIndexName, key);
+  };
+  const typename Table::Row* row = table.nearLast(Snmp::KeyView(octets));
+  if (row != nullptr) {
+    told(octets);
+  } else if (const auto key = hintKey<Table>(octets)) {
+    told(octets);
+    row = table.lowerBound(*key);
+    if (row == nullptr) {
+      trace.line(kFlow, "{}_get_first_data_point - key '{}' not found in table", Table::kName,
+                 octets);
+      countWalk(info, kHintNotFound);
+    }
+  }
+  if (row != nullptr) {
+    countWalk(info, kHintFound);
+  }
+  return row;
 }
 
 /// Begins a walk at the hint that `*loopContext` comes with, or at the first row, and leaves the
@@ -92,16 +126,9 @@ void beginWalk(void** loopContext, const netsnmp_iterator_info& info) {
   const auto& table = (mib.*Table::kRows)();
   const typename Table::Row* row = nullptr;
   bool hintMatched = false;
-  if (const auto key = hintKey<Table>(hint)) {
-    row = table.lowerBound(*key);
-    if (row != nullptr) {
-      hintMatched = row->key() == *key;
-      countWalk(info, kHintFound);
-    } else {
-      trace.line(kFlow, "{}_get_first_data_point - key '{}' not found in table", Table::kName,
-                 key->view());
-      countWalk(info, kHintNotFound);
-    }
+  if (const auto octets = hintOctets<Table>(hint)) {
+    row = rowAtHint<Table>(table, *octets, info);
+    hintMatched = row != nullptr && row->key().view() == *octets;
   }
   if (row == nullptr) {
     row = table.first();

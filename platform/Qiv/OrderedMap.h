@@ -40,13 +40,31 @@ class OrderedMap {
   [[nodiscard]] Row* find(const Key& key) const { return rowAt(tree_.find(key)); }
   /// The row with the smallest key, or null.
   [[nodiscard]] Row* first() const { return rowAt(tree_.begin()); }
-  /// The first row whose key is not less than `key`, or null. Takes no descent of the tree when
-  /// `key` is that of the row found last, or lies between it and the one that follows.
+  /// The first row whose key is not less than `key`, or null; nearLast() finds it at once from now
+  /// on.
   [[nodiscard]] Row* lowerBound(const Key& key) const {
-    if (Row* near = nearLast(key)) {
-      return near;
-    }
     found_ = rowAt(tree_.lower_bound(key));
+    return found_;
+  }
+  /// The same without a descent of the tree, where that is the row found last or the one that
+  /// follows it; else null, which says nothing. Managers ask for row after row. The key may be of
+  /// any type that is ordered with the map's.
+  template <class Like>
+  [[nodiscard]] Row* nearLast(const Like& key) const {
+    if (found_ == nullptr) {
+      return nullptr;
+    }
+    const auto order = key <=> KeyOf{}(*found_);
+    if (order < 0) {
+      return nullptr;
+    }
+    if (order > 0) {
+      Row* following = next(*found_);
+      if (following == nullptr || key > KeyOf{}(*following)) {
+        return nullptr;
+      }
+      found_ = following;
+    }
     return found_;
   }
   /// The first row whose key is greater than `key`, or null.
@@ -109,24 +127,6 @@ class OrderedMap {
   [[nodiscard]] Row* rowAt(const_iterator at) const {
     return at == tree_.end() ? nullptr : const_cast<Row*>(&*at);
   }
-  /// Managers ask for row after row, each with a descent of its own but for this.
-  [[nodiscard]] Row* nearLast(const Key& key) const {
-    if (found_ == nullptr) {
-      return nullptr;
-    }
-    const auto order = key <=> KeyOf{}(*found_);
-    if (order < 0) {
-      return nullptr;
-    }
-    if (order > 0) {
-      Row* following = next(*found_);
-      if (following == nullptr || key > KeyOf{}(*following)) {
-        return nullptr;
-      }
-      found_ = following;
-    }
-    return found_;
-  }
   void changed(const Key& key) {
     ++changeWord_;
     changes_.publish(key);
@@ -134,7 +134,7 @@ class OrderedMap {
 
   Tree tree_;
   std::uint32_t changeWord_ = 0;
-  mutable Row* found_ = nullptr;  ///< What lowerBound() found last, while it is linked.
+  mutable Row* found_ = nullptr;  ///< The row found last, while it is linked.
   mutable Publisher<Key> changes_;
 };
 

@@ -34,6 +34,19 @@ class String {
   Pomel::String value_;
 };
 
+/// Octets that are looked for among Strings, in their order, without being made one.
+class KeyView {
+ public:
+  explicit KeyView(std::string_view octets) : octets_(octets) {}
+
+  friend std::strong_ordering operator<=>(KeyView a, const String& b) noexcept {
+    return a.octets_.size() != b.size() ? a.octets_.size() <=> b.size() : a.octets_ <=> b.view();
+  }
+
+ private:
+  std::string_view octets_;
+};
+
 /// A string of octets that is no text.
 class Bytes {
  public:

@@ -40,6 +40,10 @@ std::vector<std::string> units() {
 
 void sinkIs(Sink newSink) { sink() = std::move(newSink); }
 
+void Handle::writeFormatted(int level, fmt::string_view format, fmt::format_args args) const {
+  write(level, fmt::vformat(format, args), {});
+}
+
 void Handle::write(int level, std::string_view text, const Position& position) const {
   if (sink()) {
     sink()(Line{unit_, level, text, position});

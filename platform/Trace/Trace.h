@@ -29,8 +29,8 @@ struct Line {
   Position position;
 };
 
-/// The trace of one unit. A disabled line costs one comparison: nothing is formatted, and `line`'s
-/// arguments are only referred to.
+/// The trace of one unit. A disabled line costs one comparison: nothing is formatted, `line`'s
+/// arguments are only referred to, and what forms the text stays away from the caller's code.
 class Handle {
  public:
   explicit Handle(std::string_view unit) : unit_(unit) {}
@@ -45,13 +45,16 @@ class Handle {
   template <class... Args>
   void line(int level, fmt::format_string<const Args&...> format, const Args&... args) const {
     if (on(level)) [[unlikely]] {
-      write(level, fmt::vformat(fmt::string_view(format), fmt::make_format_args(args...)), {});
+      writeFormatted(level, format, fmt::make_format_args(args...));
     }
   }
   /// A line whose text is formed already; the caller has asked `on(level)` first.
   void write(int level, std::string_view text, const Position& position) const;
 
  private:
+  [[gnu::cold, gnu::noinline]] void writeFormatted(int level, fmt::string_view format,
+                                                   fmt::format_args args) const;
+
   std::string unit_;
   int level_ = -1;
 };

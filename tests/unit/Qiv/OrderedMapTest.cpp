@@ -80,22 +80,30 @@ TEST_F(OrderedMapTest, RowsComeInKeyOrderWhateverTheOrderOfInsertion) {
   EXPECT_EQ(map_->upperBound(9), nullptr);
 }
 
-TEST_F(OrderedMapTest, ALowerBoundIsRightWhateverWasFoundAndChangedBefore) {
+TEST_F(OrderedMapTest, TheRowFoundLastAndTheOneThatFollowsAreFoundWithoutADescent) {
+  EXPECT_EQ(map_->nearLast(1), nullptr) << "nothing was found yet";
   for (const int key : {10, 20, 30}) {
     insert(key);
   }
   EXPECT_EQ(map_->lowerBound(15)->key, 20);
+  EXPECT_EQ(map_->nearLast(20)->key, 20);
+  EXPECT_EQ(map_->nearLast(19), nullptr) << "10 might be it";
+  EXPECT_EQ(map_->nearLast(21)->key, 30);
+  EXPECT_EQ(map_->nearLast(20), nullptr) << "30 is the row found last now";
+  EXPECT_EQ(map_->nearLast(31), nullptr);
+  EXPECT_EQ(map_->nearLast(30L)->key, 30) << "a key of another type";
+
+  EXPECT_EQ(map_->lowerBound(20)->key, 20);
   insert(25);
-  EXPECT_EQ(map_->lowerBound(21)->key, 25) << "a row came between";
-  EXPECT_EQ(map_->lowerBound(11)->key, 20) << "before the row that was found last";
-  EXPECT_EQ(map_->lowerBound(30)->key, 30) << "beyond the one that follows it";
+  EXPECT_EQ(map_->nearLast(21)->key, 25) << "a row came between";
   EXPECT_EQ(map_->lowerBound(31), nullptr);
+  EXPECT_EQ(map_->nearLast(30), nullptr) << "nothing was found";
   EXPECT_EQ(map_->lowerBound(30)->key, 30);
   map_->erase(30);
-  EXPECT_EQ(map_->lowerBound(30), nullptr) << "the row that was found last is gone";
+  EXPECT_EQ(map_->nearLast(30), nullptr) << "the row that was found last is gone";
   EXPECT_EQ(map_->lowerBound(25)->key, 25);
   map_->clear();
-  EXPECT_EQ(map_->lowerBound(25), nullptr);
+  EXPECT_EQ(map_->nearLast(25), nullptr);
 }
 
 TEST_F(OrderedMapTest, APresentKeyGivesItsRowAndMakesNone) {
