@@ -72,8 +72,8 @@ class Masters(SubagentCase):
             client.sync()
         agent.stop()
 
-    def start_with_half_a_master(self, hangs_up):
-        """Returns the master and the agent when the master was given up, and asked anew, once."""
+    def start_with_half_a_master(self, connections, hangs_up):
+        """Returns the master and the agent when the agent has connected so many times."""
         half = HalfMaster(self.socket, ANSWERS, hangs_up)
         self.addCleanup(half.close)
         agent = self.start_subagent()
@@ -82,7 +82,7 @@ class Masters(SubagentCase):
             for vrf in range(VRFS):
                 client.put("h", "http", vrf=f"vrf{vrf}", url="u")
             client.sync()
-        until(lambda: len(half.asked) > 2, "a third connection")
+        until(lambda: len(half.asked) >= connections, f"{connections} connections")
         return half, agent
 
     def replace(self, half, agent):
@@ -91,14 +91,14 @@ class Masters(SubagentCase):
         self.wait_for_all(self.start_master(), agent)
 
     def test_a_master_that_goes_silent_is_asked_no_more_and_a_better_one_has_everything(self):
-        half, agent = self.start_with_half_a_master(hangs_up=False)
+        half, agent = self.start_with_half_a_master(2, hangs_up=False)
         # Each VRF takes requests of its own, and all of them are told to each new connection.
         for asked in half.asked[:-1]:
             self.assertLessEqual(asked, ANSWERS + UNANSWERED, half.asked)
         self.replace(half, agent)
 
     def test_a_master_that_goes_in_the_middle_of_it_leaves_nothing_out_for_the_next(self):
-        half, agent = self.start_with_half_a_master(hangs_up=True)
+        half, agent = self.start_with_half_a_master(3, hangs_up=True)
         self.replace(half, agent)
         twice = [line for line in agent.log() if "attempted to be re-opened" in line]
         self.assertEqual(twice, [])

@@ -46,10 +46,13 @@ class HalfMaster:
                     f"{order}BBBxLLLL", header)
                 requests.read(length)
                 self.asked[number] += 1
+                answer = struct.pack(f"{order}BBBxLLLLLHH", 1, _RESPONSE, flags & _NETWORK_ORDER,
+                                     session or 1, transaction, packet, 8, 0, 0, 0)
                 if self.asked[number] <= self._answers:
-                    connection.sendall(struct.pack(
-                        f"{order}BBBxLLLLLHH", 1, _RESPONSE, flags & _NETWORK_ORDER, session or 1,
-                        transaction, packet, 8, 0, 0, 0))
+                    try:
+                        connection.sendall(answer)
+                    except BrokenPipeError:
+                        return  # The agent is gone.
                 elif self._hangs_up:
                     return
 
