@@ -282,7 +282,7 @@ class HashTable {
     // cost nothing until they are touched.
     const auto freeArray = [](Node** array) { std::free(array); };
     std::unique_ptr<Node*[], decltype(freeArray)> array(
-        static_cast<Node**>(std::calloc(std::size_t{1} << log2, sizeof(Node*))));
+        static_cast<Node**>(std::calloc(std::size_t{1} << log2, sizeof(void*))));
     if (!array) {
       throw std::bad_alloc();
     }
