@@ -3,7 +3,7 @@
 
 Works in a copy of the project (--scratch), never in the project itself. For every fault the copy is
 changed, the test programs that are to catch it are built, and the test that the list names is run
-with a time limit. The fault is caught when that test, run by itself, fails, crashes or hangs.
+with a time limit. The fault is caught when that test, run by itself or with its whole program, fails, crashes or hangs.
 Anything else fails the whole run: a fault that survives, one that no longer fits the source, one
 that does not compile, one that is caught by other tests than the named one.
 """
@@ -178,14 +178,17 @@ def judge(fault, scratch):
             return False, f"DOES NOT COMPILE:\n{complaint}"
         if fault.caught in scratch.failures(fault.programs, fault.caught):
             return True, f"caught by {fault.caught}"
+        # A fault may show only in what an earlier test of the program leaves behind.
         failed = scratch.failures(fault.programs)
+        if fault.caught in failed:
+            return True, f"caught by {fault.caught} among the tests of its program"
     except ListError as error:
         return False, f"DOES NOT FIT: {error}"
     finally:
         scratch.change(source, healthy, compiled)
     if not failed:
         return False, "SURVIVED"
-    return False, f"caught, but not by {fault.caught} alone: {' '.join(failed[:5])}"
+    return False, f"caught, but not by {fault.caught}: {' '.join(failed[:5])}"
 
 
 def main():
