@@ -13,7 +13,7 @@ RETRIES = 3
 ANSWERS = 5
 # Requests in a row to which a master owes an answer when it is given up.
 UNANSWERED = 3
-VRFS = 30
+VRFS = 8
 
 
 class Masters(SubagentCase):

@@ -240,10 +240,10 @@ TEST_F(EngineTest, TimesOfSendingAreAskedForWhileLittleIsSent) {
 }
 
 TEST_F(EngineTest, EachRequestOfABatchHasItsOwnTimeOfSendingWithoutTheKernels) {
-  // Twenty microseconds pass in the system call for each request.
+  // Two microseconds pass in the system call for each request.
   network.onRequest = [this](const Request& request) {
     network.reply(request, 1ms);
-    now += 20us;
+    now += 2us;
   };
   std::deque<Listener> listeners(1000);
   std::vector<Engine::TargetId> ids;
