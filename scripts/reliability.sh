@@ -5,8 +5,8 @@
 #
 # Builds the release and runs one of the long checks of tests/reliability:
 #   churn     walks under changes for SECONDS (120), then while RECORDS (1000000) are scanned
-#   vrf-life  CYCLES (10000) of each kind of name; with --valgrind under valgrind, which takes about an
-#             hour for as many
+#   vrf-life  CYCLES (10000) of each kind of name; with --valgrind under valgrind, which takes
+#             some 25 minutes for as many
 #   faults    each fault once, then kills for SECONDS (600)
 # With make: make vrf-life ARGS='--valgrind 1000'.
 set -eu
