@@ -25,6 +25,7 @@ constexpr std::size_t kLargestDatagram = 65536;
 SnmpLoadClient::SnmpLoadClient(std::uint16_t port, std::string community,
                                std::chrono::seconds patience)
     : community_(std::move(community)),
+      patience_(patience),
       socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
       in_(kLargestDatagram) {
   if (socket_ < 0) {
@@ -67,6 +68,17 @@ std::string_view SnmpLoadClient::receive() {
   return {in_.data(), static_cast<std::size_t>(size)};
 }
 
+std::string_view SnmpLoadClient::awaitAwake() {
+  const auto end = std::chrono::steady_clock::now() + patience_;
+  do {
+    const ssize_t size = ::recv(socket_, in_.data(), in_.size(), MSG_DONTWAIT);
+    if (size >= 0) {
+      return {in_.data(), static_cast<std::size_t>(size)};
+    }
+  } while ((errno == EAGAIN || errno == EINTR) && std::chrono::steady_clock::now() < end);
+  fail("no answer");
+}
+
 const Response& SnmpLoadClient::ask(Pdu pdu, const std::vector<Oid>& names,
                                     std::uint8_t nonRepeaters, std::uint8_t maxRepetitions) {
   send(encode(pdu, names, nonRepeaters, maxRepetitions));
@@ -83,7 +95,7 @@ std::size_t SnmpLoadClient::run(std::span<const std::string> packets, unsigned w
     for (; sent < packets.size() && sent - answered < window; ++sent) {
       send(packets[sent]);
     }
-    const std::string_view answer = receive();
+    const std::string_view answer = awaitAwake();
     octets += answer.size();
     if (!decodeResponse(answer, response_) || response_.errorStatus != 0) {
       throw std::runtime_error("an answer is an error");

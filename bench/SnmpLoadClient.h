@@ -26,7 +26,8 @@ class SnmpLoadClient {
                       std::uint8_t maxRepetitions = 0);
 
   /// Sends every packet of `packets`, `window` of them under way at a time. Returns the number of
-  /// octets of all answers. Every answer is counted; one with an error status is an error.
+  /// octets of all answers. Every answer is counted; one with an error status is an error. Never
+  /// sleeps meanwhile: to wake up who waits for an answer costs whoever sends it, the agent.
   std::size_t run(std::span<const std::string> packets, unsigned window);
 
   [[nodiscard]] std::string encode(Pdu pdu, const std::vector<Oid>& names,
@@ -38,8 +39,10 @@ class SnmpLoadClient {
  private:
   void send(const std::string& packet);
   std::string_view receive();
+  std::string_view awaitAwake();
 
   std::string community_;
+  std::chrono::steady_clock::duration patience_;
   int socket_;
   std::uint32_t lastId_ = 0;
   std::string out_;
