@@ -4,18 +4,11 @@
 
 #include <algorithm>
 
+#include "NumberForTest.h"
 #include "Pomel/String.h"
 
 namespace Qiv {
 namespace {
-
-struct Number {
-  int value;
-  [[nodiscard]] std::uint64_t hash(std::uint64_t seed) const {
-    return Pomel::hashMix(seed, static_cast<std::uint64_t>(value));
-  }
-  friend auto operator<=>(const Number&, const Number&) = default;
-};
 
 /// A key whose hash is the same for all.
 struct Clash {

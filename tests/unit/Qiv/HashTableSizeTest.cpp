@@ -4,18 +4,11 @@
 #include <random>
 #include <set>
 
+#include "NumberForTest.h"
 #include "Qiv/HashSet.h"
 
 namespace Qiv {
 namespace {
-
-struct Number {
-  int value;
-  [[nodiscard]] std::uint64_t hash(std::uint64_t seed) const {
-    return Pomel::hashMix(seed, static_cast<std::uint64_t>(value));
-  }
-  friend auto operator<=>(const Number&, const Number&) = default;
-};
 
 /// A set and what it must be, in the order of a walk.
 class LargeHashTable : public testing::Test {
