@@ -161,6 +161,8 @@ class TableSm : public Qiv::Entity {
   [[nodiscard]] bool mayReconcile(bool alreadyReady);
   template <class Cursor, class Pass>
   [[nodiscard]] bool runDeletionPass(Cursor cursor, Pass& pass);
+  void forgetMibSeen();
+  void forgettingDispatch();
 
   // Lifecycle.
   void createTasks();
@@ -182,6 +184,7 @@ class TableSm : public Qiv::Entity {
   Qiv::Ptr<IfMibSm<Table>> ifMibSm_;
   DeletionPass<RowBookmark> mibPass_;
   DeletionPass<Pomel::String> vrfPass_;
+  ForgettingPass<Table> forgetting_;
   MibSeen mibSeen_;
   Qiv::HashSet<VrfKey> vrfSeen_;
   Qiv::Subscription<&TableSm::inputSmScanStateDispatch, std::string_view> subscription_{*this};

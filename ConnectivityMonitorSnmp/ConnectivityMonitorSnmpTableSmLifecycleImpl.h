@@ -108,7 +108,7 @@ TableSm<Table>::~TableSm() {
   subscription_.unsubscribe();
   mibSeenDelAll();
   vrfSeenDelAll();
-  for (const auto& task : {mibPass_.task, vrfPass_.task}) {
+  for (const auto& task : {mibPass_.task, vrfPass_.task, forgetting_.task}) {
     if (task) {
       task->taskDel();
     }

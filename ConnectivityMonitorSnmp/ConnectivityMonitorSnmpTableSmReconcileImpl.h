@@ -219,10 +219,42 @@ void TableSm<Table>::handleMibOutputInputReady() {
   }
   trace<"Input scans for connectivityMonitorSnmpConnectivityMonitorMibPtr#TableOutput complete">(9);
   if (runDeletionPass(MibCursor(*this), mibPass_)) {
-    mibSeenDelAll();
+    forgetMibSeen();
     outputState_->mibReadyIs();
     outputState_->handleReady();
   }
+}
+
+/// Empties the seen collection: at once, but for what would take long to free.
+template <class Table>
+void TableSm<Table>::forgetMibSeen() {
+  if (!synchronous_) {
+    for (const auto& entry : mibSeen_) {
+      if (!entry.value->seen().empty()) {
+        forgetting_.seen.push_back(entry.value);
+      }
+    }
+  }
+  mibSeenDelAll();
+  if (!forgetting_.seen.empty()) {
+    constexpr auto kName = kText<Table, "ConnectivityMonitorSnmp#TableSm-forgettingTask">;
+    forgetting_.task = Qiv::make<Ubo::MemberTask<&TableSm::forgettingDispatch>>(
+        *this, *taskScheduler(), Pomel::String(kName), taskPriority());
+    forgetting_.task->scheduleTask();
+  }
+}
+
+template <class Table>
+void TableSm<Table>::forgettingDispatch() {
+  for (auto& seen = forgetting_.seen; !seen.empty(); seen.pop_back(), forgetting_.from = 0) {
+    while (seen.back()->seenDelFirst(forgetting_.from)) {
+      if (forgetting_.task->taskShouldYield()) {
+        forgetting_.task->scheduleTask();
+        return;
+      }
+    }
+  }
+  forgetting_ = {};
 }
 
 template <class Table>

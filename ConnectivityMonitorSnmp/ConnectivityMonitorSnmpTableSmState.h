@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmp.h"
 #include "ConnectivityMonitorSnmp/ConnectivityMonitorSnmpTableSmText.h"
@@ -130,6 +131,8 @@ class SeenRows final : public Qiv::RefCounted {
   /// False when it was not there.
   bool seenDel(const KeyType& key) { return seen_.erase(key); }
   void seenDelAll() { seen_.clear(); }
+  /// Takes one out, any; false when there is none. `from` as Qiv::HashSet::eraseFirst has it.
+  bool seenDelFirst(std::uint32_t& from) { return seen_.eraseFirst(from); }
 
  private:
   Qiv::HashSet<KeyType> seen_;
@@ -143,6 +146,15 @@ struct DeletionPass {
   bool useBookmark = false;
   Bookmark bookmark{};
   Ubo::Task::Ptr task;
+};
+
+/// What was seen and not asked for, the names of rows that went while the scan ran: as many as may
+/// be, so they are freed in slices.
+template <class Table>
+struct ForgettingPass {
+  std::vector<Qiv::Ptr<SeenRows<Table>>> seen;
+  std::uint32_t from = 0;  ///< Where the last of `seen` goes on.
+  Ubo::Task::Ptr task;     ///< Null when there is nothing to forget.
 };
 
 }  // namespace ConnectivityMonitorSnmp

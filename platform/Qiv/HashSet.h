@@ -43,10 +43,19 @@ class HashSet {
     changed(node->entry);
     return true;
   }
+  /// Takes one key out, any; false when there is none. `from` is 0 at first and kept between calls:
+  /// emptying a set by it is linear.
+  bool eraseFirst(std::uint32_t& from) {
+    const auto node = table_.takeFirst(from);
+    if (node == nullptr) {
+      return false;
+    }
+    changed(node->entry);
+    return true;
+  }
   void clear() {
     std::uint32_t from = 0;
-    while (const auto node = table_.takeFirst(from)) {
-      changed(node->entry);
+    while (eraseFirst(from)) {
     }
   }
 

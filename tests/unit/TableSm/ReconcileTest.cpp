@@ -52,6 +52,25 @@ class Reconcile : public TableSmTest<Table> {
     EXPECT_EQ(this->sm->mibPass().bookmark.mib, walked.front());
     return walked;
   }
+  /// Starts over five rows of which four go before the machine is ready, and yields after every
+  /// item. What was seen by then.
+  auto readyAfterFourWent() {
+    putFive();
+    this->template policyIs<AlwaysYield>();
+    this->sm = this->made();
+    while (!this->sm->initialScanDone()) {
+      this->scheduler->runSlice();
+    }
+    for (unsigned n = 1; n <= 4; ++n) {
+      this->put("lab", "web", this->key("", n), 2.5F);  // Seen, whether or not the scan came by.
+      this->remove("lab", "web", this->key("", n));
+    }
+    auto seen = *this->sm->mibSeen().find(this->mib());
+    while (!this->sm->ready()) {
+      this->scheduler->runSlice();
+    }
+    return seen;
+  }
   static void emptyByAnotherHand(ConnectivityMonitorSnmp::ConnectivityMonitorMib& mib) {
     mib.icmpTableDelAll();
     mib.httpTableDelAll();
@@ -311,6 +330,27 @@ TYPED_TEST(Reconcile, ADeletionAloneIsSeen) {
   EXPECT_THAT(this->sm->mibSeen(), SizeIs(1));
   this->scheduler->runAll();
   EXPECT_EQ(this->count("blue"), 6U) << "seen, so not deleted";
+}
+
+TYPED_TEST(Reconcile, NamesOfRowsThatWentMeanwhileAreForgottenOneByOne) {
+  const auto seen = this->readyAfterFourWent();
+  EXPECT_THAT(this->sm->mibSeen(), IsEmpty());
+  EXPECT_TRUE(this->scheduler->hasWork());
+  for (const std::size_t left : {3U, 2U, 1U, 0U}) {
+    this->scheduler->runSlice();
+    EXPECT_THAT(seen->seen(), SizeIs(left));
+  }
+  EXPECT_TRUE(this->scheduler->hasWork()) << "it has yet to find that nothing is left";
+  this->scheduler->runSlice();
+  EXPECT_THAT(this->tasks(), IsEmpty());
+}
+
+TYPED_TEST(Reconcile, AMachineMayGoBeforeItHasForgotten) {
+  static_cast<void>(this->readyAfterFourWent());
+  EXPECT_THAT(this->tasks(), SizeIs(1));
+  this->sm = nullptr;
+  EXPECT_THAT(this->tasks(), IsEmpty());
+  EXPECT_FALSE(this->scheduler->hasWork());
 }
 
 TYPED_TEST(Reconcile, AVrfObjectThatIsReplacedMeanwhileIsAnotherObject) {
