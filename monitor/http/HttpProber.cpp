@@ -165,12 +165,18 @@ class HttpProbe final : public Probe, private CurlMulti::Receiver {
   /// An answer came; whether it is the expected one.
   Result judged() {
     CURL* const easy = easy_.get();
+    const long status = infoOf<long>(easy, CURLINFO_RESPONSE_CODE);
+    // libcurl takes any number behind "HTTP/2"; a status is three digits (RFC 9112, section 4).
+    if (status < 100 || status > 999) {
+      ++prober_.counts_.noAnswer;
+      return noAnswer(fmt::format("the answer is no HTTP: status {}", status));
+    }
     HttpMeasurement measured;
     measured.totalMs = millisecondsOf(easy, CURLINFO_TOTAL_TIME_T);
     measured.connectMs = millisecondsOf(easy, CURLINFO_CONNECT_TIME_T);
     measured.tlsMs = std::max(measured.connectMs, millisecondsOf(easy, CURLINFO_APPCONNECT_TIME_T));
     measured.firstByteMs = millisecondsOf(easy, CURLINFO_STARTTRANSFER_TIME_T);
-    measured.status = static_cast<int>(infoOf<long>(easy, CURLINFO_RESPONSE_CODE));
+    measured.status = static_cast<int>(status);
     const bool expected = std::ranges::any_of(http_.expectedStatus, [&](const StatusRange& range) {
       return measured.status >= range.first && measured.status <= range.last;
     });

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
+#include <optional>
 
 #include "tests/unit/monitor/HttpServerTesting.h"
 
@@ -30,6 +32,26 @@ class HttpProberTest : public testing::Test {
   static ProbeSpec to(const HttpParameters& http, const std::string& address = "127.0.0.1",
                       const Binding& binding = {}, std::chrono::nanoseconds timeout = 30s) {
     return {binding, *IpAddress::parse(address), 60s, timeout, http};
+  }
+
+  /// A round against a server that says just this, whatever it is asked, and hangs up.
+  Result roundAgainst(std::string_view answer) {
+    const UniqueFd server = listener("127.0.0.1");
+    UniqueFd client;
+    std::optional<Event> asked;
+    Event accepting(loop_.base(), server.get(), EV_READ, [&](short) {
+      client = UniqueFd(::accept(server.get(), nullptr, nullptr));
+      asked.emplace(loop_.base(), client.get(), EV_READ, [&](short) {
+        std::array<char, 1024> request;
+        EXPECT_GT(::recv(client.get(), request.data(), request.size(), 0), 0);
+        EXPECT_EQ(::send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL), answer.size());
+        client.reset();
+      });
+      asked->add();
+    });
+    accepting.add();
+    return roundOf(loop_, prober_,
+                   to(url("http://127.0.0.1:" + std::to_string(portOf(server.get())) + "/")));
   }
 
   TestLoop loop_;
@@ -158,18 +180,23 @@ TEST_F(HttpProberTest, ATimeoutThatWeCameTooLateForIsOurs) {
 }
 
 TEST_F(HttpProberTest, AServerThatSpeaksNoHttpIsNoAnswer) {
-  const UniqueFd server = listener("127.0.0.1");
-  UniqueFd client;
-  Event accepting(loop_.base(), server.get(), EV_READ, [&](short) {
-    client = UniqueFd(::accept(server.get(), nullptr, nullptr));
-    EXPECT_EQ(::send(client.get(), "what?\n", 6, MSG_NOSIGNAL), 6);
-    client.reset();
-  });
-  accepting.add();
-  const Result result = roundOf(
-      loop_, prober_, to(url("http://127.0.0.1:" + std::to_string(portOf(server.get())) + "/")));
+  const Result result = roundAgainst("what?\n");
   EXPECT_EQ(result.outcome, Outcome::kNoAnswer);
   EXPECT_FALSE(result.text.empty());
+}
+
+// The agent would refuse the record of such a status. libcurl reads both as HTTP/2 (found by
+// fuzzing).
+TEST_F(HttpProberTest, AStatusThatIsNotOfThreeDigitsIsNoAnswer) {
+  for (const auto& [line, status] :
+       {std::pair{"HTTP/214522\r\n\r\n", "14522"}, std::pair{"HTTP/2 -5\r\n\r\n", "-5"}}) {
+    const Result result = roundAgainst(line);
+    EXPECT_EQ(result.outcome, Outcome::kNoAnswer) << line;
+    EXPECT_EQ(result.text, std::string("the answer is no HTTP: status ") + status);
+  }
+  const Counter counter = prober_.counters().at(2);
+  EXPECT_EQ(counter.name, "no answer");
+  EXPECT_EQ(counter.value, 2U);
 }
 
 TEST_F(HttpProberTest, ATlsCertificateIsVerifiedUnlessItIsNotToBe) {
