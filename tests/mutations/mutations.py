@@ -139,8 +139,9 @@ class Scratch:
         # The copy shares ccache's results with the project: the paths of both are relative ones.
         os.environ.update(CCACHE_BASEDIR=str(self.tree), CCACHE_NOHASHDIR="1")
         launcher = ["-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"] if shutil.which("ccache") else []
-        subprocess.run(["cmake", "--preset", "asan", *launcher], cwd=self.tree, check=True,
-                       stdout=subprocess.DEVNULL)
+        # Each source by itself: a fault has only those compiled again that show it.
+        subprocess.run(["cmake", "--preset", "asan", "-DCMAKE_UNITY_BUILD=OFF", *launcher],
+                       cwd=self.tree, check=True, stdout=subprocess.DEVNULL)
 
     def make(self, programs):
         """None when it was built; else the end of what the compiler said."""
