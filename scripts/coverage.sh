@@ -35,7 +35,6 @@ fi
 # A test of how the process ends leaves no time to write a profile: the counters are in the file all
 # the time (%c), which on Linux takes counters that can be moved, and a file for each library (%m).
 cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Coverage \
-  -DCMAKE_UNITY_BUILD=ON \
   -DCMAKE_CXX_FLAGS_COVERAGE='-O0 -g1 -fprofile-instr-generate -fcoverage-mapping -mllvm -runtime-counter-relocation' \
   >"$build.log" 2>&1 || {
   cat "$build.log" >&2
