@@ -22,6 +22,10 @@ def _die_with_parent():
     _libc.prctl(_PR_SET_PDEATHSIG, signal.SIGKILL)
 
 
+# What a sanitized or a measured build of a program listens to.
+FOR_THE_BUILD = ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "LLVM_PROFILE_FILE")
+
+
 class Scratch:
     """A private folder with nothing of this machine's or user's SNMP configuration in its
     environment. `home` and `persistent` begin empty, so that anything in them was written."""
@@ -38,8 +42,7 @@ class Scratch:
             "SNMP_PERSISTENT_DIR": str(self.path / "persistent"),
             "SNMPCONFPATH": str(self.path / "conf"),
             "MIBS": "",
-            **{name: os.environ[name] for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS")
-               if name in os.environ},
+            **{name: os.environ[name] for name in FOR_THE_BUILD if name in os.environ},
         }
 
     def file(self, name, text):
