@@ -10,8 +10,8 @@ cd "$(dirname "$0")/.."
 scripts/build.sh asan
 
 # Every unit of the compiler that product sources are in.
+# shellcheck disable=SC2046,SC2086  # several sources
 units=$(python3 -B scripts/tidy_units.py build/asan/compile_commands.json \
   $(cpp_files $product_rooms | grep '\.cpp$'))
-[ -n "$units" ]
 echo "$units" | xargs -P "$(nproc)" -n 1 \
   clang-tidy --quiet --checks=-bugprone-suspicious-include -p build/asan

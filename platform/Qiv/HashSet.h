@@ -35,24 +35,10 @@ class HashSet {
     return true;
   }
   /// True when `key` was there.
-  bool erase(const Key& key) {
-    const auto node = table_.take(key);
-    if (node == nullptr) {
-      return false;
-    }
-    changed(node->entry);
-    return true;
-  }
+  bool erase(const Key& key) { return removed(table_.take(key)); }
   /// Takes one key out, any; false when there is none. `from` is 0 at first and kept between calls:
   /// emptying a set by it is linear.
-  bool eraseFirst(std::uint32_t& from) {
-    const auto node = table_.takeFirst(from);
-    if (node == nullptr) {
-      return false;
-    }
-    changed(node->entry);
-    return true;
-  }
+  bool eraseFirst(std::uint32_t& from) { return removed(table_.takeFirst(from)); }
   void clear() {
     std::uint32_t from = 0;
     while (eraseFirst(from)) {
@@ -60,6 +46,14 @@ class HashSet {
   }
 
  private:
+  /// Publishes a key that was taken out of the table; false when none was.
+  bool removed(const typename Table::NodeOwner& node) {
+    if (node == nullptr) {
+      return false;
+    }
+    changed(node->entry);
+    return true;
+  }
   void changed(const Key& key) {
     table_.versionStep();
     if (changes_.hasSubscribers()) {
