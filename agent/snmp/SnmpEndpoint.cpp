@@ -14,14 +14,12 @@
 #include "agent/StartError.h"
 #include "agent/Version.h"
 #include "agent/config/Settings.h"
+#include "agent/snmp/AccessChecks.h"
 #include "agent/snmp/ContextCommunities.h"
 #include "agent/snmp/NetSnmp.h"
 
-// Of net-snmp's stock modules; no header of the library declares them.
-extern "C" {
-void init_system_mib(void);
-int vacm_in_view_callback(int, int, void*, void*);
-}
+// Of net-snmp's stock modules; no header of the library declares it.
+extern "C" void init_system_mib(void);
 
 namespace Agent {
 
@@ -52,15 +50,6 @@ int limitMasterWait(int /*major*/, int /*minor*/, void* session, void* /*client*
 void set(int which) { netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, which, 1); }
 void setAgent(int which) { netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, which, 1); }
 void setAgent(int which, int value) { netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, which, value); }
-
-/// net-snmp asks twice whether a GETNEXT may read: of the subtree where it begins to look, so as
-/// not to walk through what is hidden, and of each row it finds, which alone decides. With the
-/// views of allowLocalReading() nothing of any length is hidden, and the first costs more than it
-/// saves.
-void askOncePerAnswer() {
-  snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_ACM_CHECK_SUBTREE,
-                           vacm_in_view_callback, nullptr, 1);
-}
 
 int noteConnected(int /*major*/, int /*minor*/, void* /*session*/, void* connected) {
   *static_cast<bool*>(connected) = true;
@@ -140,8 +129,9 @@ SnmpEndpoint::SnmpEndpoint(const SnmpSettings& settings, Log log)
     netsnmp_config(description.data());
     allowLocalReading();
     init_snmp(kType);
+    askOncePerRequest();
     if (!settings.conf) {
-      askOncePerAnswer();
+      askOnlyOfAnswers();
     }
     listenAt(settings.listen);
   }
