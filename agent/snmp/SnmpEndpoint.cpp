@@ -129,10 +129,7 @@ SnmpEndpoint::SnmpEndpoint(const SnmpSettings& settings, Log log)
     netsnmp_config(description.data());
     allowLocalReading();
     init_snmp(kType);
-    askOncePerRequest();
-    if (!settings.conf) {
-      askOnlyOfAnswers();
-    }
+    askOncePerRequest(settings.conf.has_value());
     listenAt(settings.listen);
   }
 }

@@ -38,6 +38,8 @@ void view(const std::string& line) {
 /// A request of a user. The view of "reader" is "test"; nobody else has one.
 class Request {
  public:
+  Request(const Request&) = delete;
+  Request& operator=(const Request&) = delete;
   explicit Request(std::string user = "reader", std::string context = "")
       : user_(std::move(user)), context_(std::move(context)) {
     pdu_.version = SNMP_VERSION_3;
@@ -50,6 +52,7 @@ class Request {
     pdu_.contextNameLen = context_.size();
   }
 
+  void commandIs(int command) { pdu_.command = command; }
   /// As net-snmp does when the request comes in.
   int begins() { return check_access(&pdu_); }
   /// As net-snmp does for each varbind.
@@ -146,6 +149,26 @@ TEST_F(AccessChecksTest, OfASubtreeThatIsHiddenInPartEachVarbindIsAsked) {
   for (oid row = 0; row < 5; ++row) {
     EXPECT_EQ(request_.mayRead(below(kRoot, {1, 1, 1, 7, row})), VACM_SUCCESS) << row;
     EXPECT_EQ(request_.mayRead(below(kLatency, {row})), VACM_NOTINVIEW) << row;
+  }
+  hideAll();
+  EXPECT_NE(request_.mayRead(below(kRoot, {1, 1, 1, 7, 1})), VACM_SUCCESS);
+}
+
+TEST_F(AccessChecksTest, AMaskHidesInPartAsWell) {
+  // The second row of every column of the first table: the mask leaves the column out.
+  view("test excluded .1.3.6.1.4.1.61111.3.38.1.1.1.0.2 ff:f7");
+  ASSERT_EQ(request_.begins(), VACM_SUCCESS);
+  for (oid column = 2; column < 5; ++column) {
+    EXPECT_EQ(request_.mayRead(below(kRoot, {1, 1, 1, column, 1})), VACM_SUCCESS) << column;
+    EXPECT_EQ(request_.mayRead(below(kRoot, {1, 1, 1, column, 2})), VACM_NOTINVIEW) << column;
+  }
+}
+
+TEST_F(AccessChecksTest, WhatMayBeReadMayNotBeWritten) {
+  for (const auto command : {SNMP_MSG_GET, SNMP_MSG_SET, SNMP_MSG_GETNEXT, SNMP_MSG_SET}) {
+    request_.commandIs(static_cast<int>(command));
+    ASSERT_EQ(request_.begins(), VACM_SUCCESS);
+    EXPECT_EQ(request_.mayRead(below(kLatency, {1})) == VACM_SUCCESS, command != SNMP_MSG_SET);
   }
 }
 
