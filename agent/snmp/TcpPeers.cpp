@@ -24,15 +24,15 @@ constexpr int kSendBuffer = 131'072;
 constexpr std::size_t kMostUnanswered = SnmpEndpoint::kMaxRequestOctets + kMostAtOnce;
 
 /// net-snmp's functions get no argument of ours.
-TcpPeers* current = nullptr;
+TcpPeers* serving = nullptr;
 
 Fd spareDescriptor() { return Fd(::open("/dev/null", O_RDONLY | O_CLOEXEC)); }
 
 }  // namespace
 
-TcpPeers::TcpPeers() { current = this; }
+TcpPeers::TcpPeers() { serving = this; }
 
-TcpPeers::~TcpPeers() { current = nullptr; }
+TcpPeers::~TcpPeers() { serving = nullptr; }
 
 bool TcpPeers::listenAt(const std::string& address) {
   netsnmp_transport* const transport = netsnmp_transport_open_server("snmp", address.c_str());
@@ -51,13 +51,13 @@ bool TcpPeers::listenAt(const std::string& address) {
 }
 
 int TcpPeers::accept(Transport* transport) {
-  const int fd = current->accept_(transport);
+  const int fd = serving->accept_(transport);
   if (fd >= 0) {
     ::fcntl(fd, F_SETFD, FD_CLOEXEC);
     ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
-    current->admit(fd);
+    serving->admit(fd);
   } else if (errno == EMFILE || errno == ENFILE) {
-    current->turnAway(transport->sock);
+    serving->turnAway(transport->sock);
   }
   return fd;
 }
@@ -85,17 +85,17 @@ void TcpPeers::hangUp(int fd) {
 
 int TcpPeers::receive(Transport* transport, void* to, int size, void** opaque, int* opaqueSize) {
   const int fd = transport->sock;
-  const auto found = current->peers_.find(fd);
-  if (found == current->peers_.end()) {
+  const auto found = serving->peers_.find(fd);
+  if (found == serving->peers_.end()) {
     return 0;  // The end, whatever else it had sent.
   }
-  const int got = current->receive_(transport, to, std::min(size, kMostAtOnce), opaque, opaqueSize);
+  const int got = serving->receive_(transport, to, std::min(size, kMostAtOnce), opaque, opaqueSize);
   if (got > 0) {
     Peer& peer = found->second;
-    peer.heard = ++current->time_;
+    peer.heard = ++serving->time_;
     peer.unanswered += static_cast<std::size_t>(got);
     if (peer.unanswered > kMostUnanswered) {
-      current->hangUp(fd);
+      serving->hangUp(fd);
     }
   }
   return got;
@@ -104,20 +104,20 @@ int TcpPeers::receive(Transport* transport, void* to, int size, void** opaque, i
 int TcpPeers::send(Transport* transport, const void* from, int size, void** /*opaque*/,
                    int* /*opaqueSize*/) {
   const int fd = transport->sock;
-  const auto found = current->peers_.find(fd);
-  if (found != current->peers_.end()) {
+  const auto found = serving->peers_.find(fd);
+  if (found != serving->peers_.end()) {
     found->second.unanswered = 0;
     if (::send(fd, from, static_cast<std::size_t>(size), MSG_DONTWAIT | MSG_NOSIGNAL) != size) {
       // Half an answer can't be followed by another one, and waiting would hold everybody.
-      current->hangUp(fd);
+      serving->hangUp(fd);
     }
   }
   return size;  // A failure would have net-snmp log the whole answer.
 }
 
 int TcpPeers::close(Transport* transport) {
-  current->peers_.erase(transport->sock);
-  return current->close_(transport);
+  serving->peers_.erase(transport->sock);
+  return serving->close_(transport);
 }
 
 }  // namespace Agent
