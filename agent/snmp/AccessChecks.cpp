@@ -13,24 +13,24 @@ namespace Agent {
 
 namespace {
 
-std::array<oid, 9> root = {1, 3, 6, 1, 4, 1, 61111, 3, 38};  // net-snmp takes no const.
+std::array<oid, 9> tablesRoot = {1, 3, 6, 1, 4, 1, 61111, 3, 38};  // net-snmp takes no const.
 
 /// The request that came in last, and whether it may have (read, or write in the case of a SET) all
-/// that is below the root. Set before any of its varbinds is asked for, so nothing holds on for a
-/// later one at the same address.
-const netsnmp_pdu* request = nullptr;
+/// that is below the tables' root. Set before any of its varbinds is asked for, so nothing holds on
+/// for a later one at the same address.
+const netsnmp_pdu* lastRequest = nullptr;
 bool mayHaveAll = false;
 
 int requestComesIn(int /*major*/, int /*minor*/, void* asked, void* /*client*/) {
   auto& parameters = *static_cast<view_parameters*>(asked);
   view_parameters whole{};
   whole.pdu = parameters.pdu;
-  whole.name = root.data();
-  whole.namelen = root.size();
+  whole.name = tablesRoot.data();
+  whole.namelen = tablesRoot.size();
   whole.check_subtree = 1;
   vacm_in_view_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_ACM_CHECK_SUBTREE, &whole,
                         nullptr);
-  request = whole.pdu;
+  lastRequest = whole.pdu;
   mayHaveAll = whole.errorcode == VACM_SUCCESS;
   // These two speak of the subtree; any other one sends the manager away.
   if (whole.errorcode != VACM_NOTINVIEW && whole.errorcode != VACM_SUBTREE_UNKNOWN) {
@@ -41,9 +41,9 @@ int requestComesIn(int /*major*/, int /*minor*/, void* asked, void* /*client*/) 
 
 int nameIsAsked(int major, int minor, void* asked, void* client) {
   const auto& parameters = *static_cast<const view_parameters*>(asked);
-  const bool settled = mayHaveAll && parameters.pdu == request &&
-                       parameters.namelen >= root.size() &&
-                       std::equal(root.begin(), root.end(), parameters.name);
+  const bool settled = mayHaveAll && parameters.pdu == lastRequest &&
+                       parameters.namelen >= tablesRoot.size() &&
+                       std::equal(tablesRoot.begin(), tablesRoot.end(), parameters.name);
   return settled ? VACM_SUCCESS : vacm_in_view_callback(major, minor, asked, client);
 }
 
